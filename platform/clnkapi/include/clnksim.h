@@ -1,0 +1,62 @@
+// Control interface of the chip simulator behind clnkapi.h, for tests and the host.
+//
+// The simulator answers every ClnkLib operation from one live network state,
+// loaded from a scenario (see docs/scenario.md). Everything here runs on the
+// caller's thread; the simulator is not thread-safe, like the module it serves.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace clnksim {
+
+// Replaces the live state with a scenario. On error nothing changes and
+// *err names the offending JSON path ("interfaces.moca0.nodes.3.netInfo.guid: ...").
+bool load(const nlohmann::json& scenario, std::string* err);
+bool load_file(const std::string& path, std::string* err);
+
+// RFC 7386 merge patch on the live state (in scenario form); validated like load.
+bool patch(const nlohmann::json& merge_patch, std::string* err);
+
+// The live state in scenario form (counters as true values, configuration as written).
+nlohmann::json state();
+
+// One armed fault: counts calls of `op` from arming on, lets `skip` pass,
+// then affects the next `times`. An affected call returns `rc` without filling
+// anything, unless rc is 0: then it answers normally with `flow_code` replacing
+// the response's code and `flow_update_count_delta` added to flowUpdateCount.
+struct Fault {
+    std::string op;                          // "ClnkLib_GetNetInfo" or "GetNetInfo"
+    uint32_t skip = 0;
+    uint32_t times = 1;
+    int32_t rc = -1;
+    std::optional<uint32_t> flow_code;
+    int32_t flow_update_count_delta = 0;
+};
+bool arm_fault(const Fault& fault, std::string* err);
+// Same, from the script form {"op":..., "skip":..., "times":..., "rc":..., "flowCode":..., "flowUpdateCountDelta":...}.
+bool arm_fault(const nlohmann::json& fault, std::string* err);
+void clear_faults();
+
+// One chip call as made: {"op": "ClnkLib_GetNetInfo", "args": [3], "rc": 0}; rc is null for ClnkLib_Close.
+struct Call {
+    std::string op;
+    nlohmann::json args;                     // array of the identifying arguments
+    nlohmann::json rc;                       // number, or null for ClnkLib_Close
+};
+const std::vector<Call>& calls();
+std::vector<Call> take_calls();              // returns the log and clears it
+void clear_calls();
+nlohmann::json call_to_json(const Call& call);
+
+// Handles opened successfully and not closed yet.
+int open_handles();
+
+// Empty state (no interface), no faults, empty call log, no open handles.
+void reset();
+
+} // namespace clnksim
