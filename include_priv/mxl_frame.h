@@ -45,6 +45,15 @@
 #define mxl_log_info(fmt, ...)    MXL_TRACE_(noloTraceZ(TRACE_LEVEL_INFO, MXL_ZONE,, "i", fmt __VA_OPT__(, ) __VA_ARGS__)
 #define mxl_log_debug(fmt, ...)   MXL_TRACE_(noloTraceZ(TRACE_LEVEL_DEBUG, MXL_ZONE,, "d", fmt __VA_OPT__(, ) __VA_ARGS__)
 
+// The same frame for a line logged on behalf of a caller: shared helpers pass
+// their caller's function, file and line (defaulted with __builtin_FUNCTION()
+// and friends), so that a line names the function that made the request.
+#define MXL_CALLER_SITE \
+    const char *site_func = __builtin_FUNCTION(), const char *site_file = __builtin_FILE(), \
+    int site_line = __builtin_LINE()
+void mxl_trace_at(int level, const char* func, const char* file, int line, const char* fmt, ...)
+    __attribute__((format(printf, 5, 6)));
+
 // ---- registered functions -------------------------------------------------------------------
 int mxl_iface_create(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
 int mxl_iface_destroy(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
@@ -111,7 +120,8 @@ typedef struct {
 // Runs the common checks of row `fn` in order: ret, args, htable, "InternalName",
 // "Id", record. Returns 0, or -1 after logging the failure once (an absent ret
 // is not logged). Nothing is written into ret.
-int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call);
+int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
+                 MXL_CALLER_SITE);
 
 // ---- registry ---------------------------------------------------------------------------------
 extern amxc_llist_t* mxl_moca_ifaces;
@@ -124,7 +134,7 @@ void table_cache_expire(amxp_timer_t* timer, void* priv);
 // A cached table is fresh only while its timer runs.
 bool mxl_cache_is_fresh(amxp_timer_t* timer);
 // Marks a refilled table fresh for 10 s; `announce` logs "armed timer for %d".
-void mxl_cache_arm(amxp_timer_t* timer, bool announce);
+void mxl_cache_arm(amxp_timer_t* timer, bool announce, MXL_CALLER_SITE);
 
 // ---- chip handle ------------------------------------------------------------------------------
 // One chip library handle for the length of one call: the name is cut to 15
@@ -133,6 +143,7 @@ struct mxl_chip_t {
     ClnkLib_Handle_t handle{};
     char name[MOCA_NAME_LEN]{};
     bool opened = false;
+    bool attempted = false;
     bool close_after_failed_open = false;   // some routines close even a handle whose open failed
 
     explicit mxl_chip_t(const char* ifname);
@@ -142,7 +153,7 @@ struct mxl_chip_t {
 
     // ClnkLib_OpenByName; a failure is logged "%s: ClnkLib_OpenByName failed with rc=%d"
     // unless `quiet`. Returns the library's code.
-    int32_t open(bool quiet = false);
+    int32_t open(bool quiet = false, MXL_CALLER_SITE);
     void close();
     ClnkLib_Handle_t* h() { return &handle; }
 };

@@ -1,0 +1,85 @@
+// In-process test environment for the module: loads it through libamxm the
+// way a host does, captures its trace lines, drives the chip simulator and the
+// timers on a virtual clock, and gives every call's outcome in one record.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <amxc/amxc.h>
+#include <clnksim.h>
+#include <nlohmann/json.hpp>
+
+namespace mxltest {
+
+using ojson = nlohmann::ordered_json;
+
+struct LogLine {
+    int level = 0;
+    std::string zone;   // as the trace facility got it ("" for noloTrace)
+    std::string mark;
+    std::string msg;
+    std::string func;
+    std::string line;   // the whole framed line
+};
+
+// The outcome of one registered-function call.
+struct Outcome {
+    int rc = 0;
+    ojson ret;                           // [type, value]; null when ret was NULL
+    std::vector<LogLine> log;
+    std::vector<clnksim::Call> chip;
+    int handles = 0;
+
+    std::vector<std::string> errors() const;          // messages at level error
+    std::vector<std::string> messages(int level) const;
+    std::vector<std::string> chip_ops() const;        // "ClnkLib_GetNetInfo", ...
+    size_t count_op(const std::string& op) const;
+    // Keys of an htable result, in order, with their type names.
+    std::vector<std::pair<std::string, std::string>> keys() const;
+    const ojson& value(const std::string& key) const;  // the untyped value of a key
+};
+
+// Converts a JSON value to a variant: object → htable (in order), string →
+// cstring, bool, non-negative integer → uint32 (uint64 when larger), negative →
+// int32 (int64), array → list, null → null variant.
+void json_to_var(const ojson& json, amxc_var_t* var);
+// [type, value] form of a variant; htable keys in insertion order.
+ojson var_to_json(const amxc_var_t* var);
+
+// Loads and unloads the module (path compiled in as MXL_MODULE_PATH).
+bool load_module();
+void unload_module();
+
+// Calls a registered function of "moca-ctrl". `args` null in JSON gives a NULL
+// args variant when null_args is set; with_ret false passes a NULL ret.
+Outcome call(const std::string& function, const ojson& args, bool with_ret = true, bool null_args = false);
+
+// Runs the event loop at every timer expiry while moving the virtual clock on.
+std::vector<LogLine> advance(uint64_t ms);
+std::vector<LogLine> take_log();
+
+// Loads a scenario; fails the current test on error.
+void sim(const ojson& scenario);
+void fault(const ojson& fault);
+
+} // namespace mxltest
+
+#include <gtest/gtest.h>
+
+namespace mxltest {
+
+// Each test starts with an empty simulator, a freshly loaded module and a
+// virtual clock at 0; it ends by unloading the module.
+class ModuleTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // create-moca-iface for `name`, asserting success.
+    void create(const std::string& name);
+};
+
+} // namespace mxltest
