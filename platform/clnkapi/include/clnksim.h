@@ -16,7 +16,10 @@ namespace clnksim {
 
 // Replaces the live state with a scenario. On error nothing changes and
 // *err names the offending JSON path ("interfaces.moca0.nodes.3.netInfo.guid: ...").
+// nlohmann::json keeps keys sorted, so interfaces are then listed in name order;
+// load_ordered and load_file keep the scenario's own order.
 bool load(const nlohmann::json& scenario, std::string* err);
+bool load_ordered(const nlohmann::ordered_json& scenario, std::string* err);
 bool load_file(const std::string& path, std::string* err);
 
 // RFC 7386 merge patch on the live state (in scenario form); validated like load.
@@ -24,6 +27,7 @@ bool patch(const nlohmann::json& merge_patch, std::string* err);
 
 // The live state in scenario form (counters as true values, configuration as written).
 nlohmann::json state();
+nlohmann::ordered_json state_ordered();     // the same, interfaces in their order
 
 // One armed fault: counts calls of `op` from arming on, lets `skip` pass,
 // then affects the next `times`. An affected call returns `rc` without filling

@@ -1,0 +1,41 @@
+// Process-wide simulator: the live state, open handles, armed faults and the call log.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "clnksim.h"
+#include "sim_model.h"
+
+namespace clnksim::detail {
+
+struct ArmedFault {
+    Fault fault;         // op normalised to its "ClnkLib_" name
+    uint64_t seen = 0;   // calls of the op since arming
+};
+
+struct Sim {
+    State state;
+    std::map<int32_t, std::string> handles;   // slot -> interface name
+    int32_t next_slot = 1;
+    std::vector<ArmedFault> faults;
+    std::vector<Call> calls;
+};
+
+Sim& sim();
+
+// What the armed faults make of one call of `op`: every fault on `op` counts it.
+struct FaultHit {
+    std::optional<int32_t> rc;                  // fail with this code, filling nothing
+    std::optional<uint32_t> flow_code;          // rc 0: replace the flow code
+    int32_t flow_update_count_delta = 0;        // rc 0: add to flowUpdateCount
+};
+FaultHit take_fault(const std::string& op);
+
+// The operation's full name for "GetNetInfo" or "ClnkLib_GetNetInfo"; empty if unknown
+// or not faultable.
+std::string faultable_op(const std::string& name);
+
+}  // namespace clnksim::detail
