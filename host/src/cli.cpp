@@ -1,0 +1,218 @@
+#include "cli.h"
+
+#include <cstdlib>
+
+#include "varjson.h"
+
+namespace host {
+
+namespace {
+
+bool take_value(const std::vector<std::string>& args, size_t* i, const std::string& name,
+                const std::string& inline_value, bool has_inline, std::string* value, std::string* err) {
+    if(has_inline) {
+        *value = inline_value;
+        return true;
+    }
+    if(*i + 1 >= args.size()) {
+        *err = "option " + name + " needs a value";
+        return false;
+    }
+    *value = args[++*i];
+    return true;
+}
+
+} // namespace
+
+bool parse_key_value(const std::string& operand, std::string* key, json* value, std::string* err) {
+    size_t eq = operand.find('=');
+    if(eq == std::string::npos) {
+        *err = "argument '" + operand + "' is not KEY=VALUE";
+        return false;
+    }
+    std::string left = operand.substr(0, eq);
+    std::string text = operand.substr(eq + 1);
+    size_t colon = left.rfind(':');
+    if(colon != std::string::npos) {
+        std::string type = left.substr(colon + 1);
+        if(!is_variant_type_label(type) || type == "htable" || type == "list") {
+            *err = "argument '" + operand + "': unknown type '" + type + "'";
+            return false;
+        }
+        *key = left.substr(0, colon);
+        if(type == "null") {
+            *value = json{{"$type", "null"}};
+        } else {
+            *value = json{{"$type", type}, {"$value", text}};
+        }
+    } else {
+        *key = left;
+        json number;
+        if(text == "true" || text == "false") {
+            *value = (text == "true");
+        } else if(parse_integer_text(text, &number)) {
+            *value = number;
+        } else {
+            *value = text;
+        }
+    }
+    if(key->empty()) {
+        *err = "argument '" + operand + "' has an empty key";
+        return false;
+    }
+    return true;
+}
+
+std::optional<Options> parse_command_line(const std::vector<std::string>& args, std::string* err) {
+    Options opt;
+    std::vector<std::string> operands;
+    bool options_done = false;
+    bool json_flag = false;
+
+    for(size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if(options_done || arg.size() < 2 || arg[0] != '-') {
+            operands.push_back(arg);
+            continue;
+        }
+        if(arg == "--") {
+            options_done = true;
+            continue;
+        }
+        if(arg == "-h" || arg == "--help") {
+            opt.command = Command::help;
+            return opt;
+        }
+        std::string name = arg;
+        std::string inline_value;
+        bool has_inline = false;
+        size_t eq = arg.find('=');
+        if(arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+            name = arg.substr(0, eq);
+            inline_value = arg.substr(eq + 1);
+            has_inline = true;
+        }
+        std::string value;
+        if(name == "--json" && !has_inline) {
+            json_flag = true;
+        } else if(name == "--module") {
+            if(!take_value(args, &i, name, inline_value, has_inline, &opt.module_path, err)) {
+                return std::nullopt;
+            }
+        } else if(name == "--sim") {
+            if(!take_value(args, &i, name, inline_value, has_inline, &opt.sim_path, err)) {
+                return std::nullopt;
+            }
+        } else if(name == "--create") {
+            if(!take_value(args, &i, name, inline_value, has_inline, &opt.create_ifname, err)) {
+                return std::nullopt;
+            }
+            opt.create = true;
+        } else if(name == "--trace") {
+            if(!take_value(args, &i, name, inline_value, has_inline, &value, err)) {
+                return std::nullopt;
+            }
+            char* end = nullptr;
+            long level = std::strtol(value.c_str(), &end, 10);
+            if(value.empty() || *end != '\0' || level < 0 || level > 1000) {
+                *err = "--trace needs a level from 0 to 1000";
+                return std::nullopt;
+            }
+            opt.trace_level = static_cast<int>(level);
+        } else {
+            *err = "unknown option " + arg;
+            return std::nullopt;
+        }
+    }
+
+    if(operands.empty()) {
+        *err = "no command given";
+        return std::nullopt;
+    }
+    const std::string& command = operands[0];
+    if(command == "call") {
+        if(operands.size() < 2) {
+            *err = "call needs a FUNCTION";
+            return std::nullopt;
+        }
+        opt.command = Command::call;
+        opt.function = operands[1];
+        for(size_t i = 2; i < operands.size(); ++i) {
+            std::string key;
+            json value;
+            if(!parse_key_value(operands[i], &key, &value, err)) {
+                return std::nullopt;
+            }
+            if(opt.call_args.contains(key)) {
+                *err = "argument '" + key + "' given twice";
+                return std::nullopt;
+            }
+            opt.call_args[key] = value;
+        }
+    } else if(command == "dump") {
+        if(operands.size() != 2) {
+            *err = "dump needs exactly one IFNAME";
+            return std::nullopt;
+        }
+        opt.command = Command::dump;
+        opt.ifname = operands[1];
+    } else if(command == "script") {
+        if(operands.size() > 2) {
+            *err = "script takes at most one FILE";
+            return std::nullopt;
+        }
+        opt.command = Command::script;
+        if(operands.size() == 2 && operands[1] != "-") {
+            opt.script_path = operands[1];
+        }
+    } else {
+        *err = "unknown command '" + command + "'";
+        return std::nullopt;
+    }
+    if(opt.create && opt.command != Command::call) {
+        *err = "--create goes with call only";
+        return std::nullopt;
+    }
+    if(opt.create && opt.create_ifname.empty()) {
+        *err = "--create needs an interface name";
+        return std::nullopt;
+    }
+    opt.json_output = json_flag;
+    return opt;
+}
+
+const char* usage_text() {
+    return
+        "usage: moca-host [OPTIONS] call FUNCTION [KEY=VALUE ...]\n"
+        "       moca-host [OPTIONS] dump IFNAME\n"
+        "       moca-host [OPTIONS] script [FILE]\n"
+        "\n"
+        "Loads the MoCA control module through libamxm and talks to it the way a\n"
+        "data-model host does.\n"
+        "\n"
+        "commands:\n"
+        "  call FUNCTION [KEY=VALUE ...]\n"
+        "        one call of FUNCTION of module \"moca-ctrl\"; prints the result code and\n"
+        "        the result variant. The exit status is 0 exactly when the code is 0.\n"
+        "        KEY=VALUE pairs make the argument table: true/false give a bool,\n"
+        "        decimal or 0x integers a uint32 (uint64 when larger, int32/int64 when\n"
+        "        negative), anything else a cstring. KEY:TYPE=VALUE gives an explicit\n"
+        "        type: cstring, csv_string, ssv_string, bool, int8, int16, int32, int64,\n"
+        "        uint8, uint16, uint32, uint64, double, null.\n"
+        "  dump IFNAME\n"
+        "        creates the interface, reads every report and walks every table.\n"
+        "  script [FILE]\n"
+        "        runs a JSON-lines script (standard input without FILE) on a virtual\n"
+        "        clock; one JSON result line per input line.\n"
+        "\n"
+        "options:\n"
+        "  --module PATH      the module to load (default: the one built with the host)\n"
+        "  --sim SCENARIO     load a simulator scenario (JSON file) before anything else\n"
+        "  --create IFNAME    call: create the interface record first\n"
+        "  --json             call, dump: print JSON instead of text\n"
+        "  --trace LEVEL      call, dump: trace lines up to LEVEL go to standard error\n"
+        "                     (default 200: errors and warnings)\n"
+        "  -h, --help         this text\n";
+}
+
+} // namespace host

@@ -1,0 +1,41 @@
+// Command line of moca-host: options, the command and its operands.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace host {
+
+using json = nlohmann::ordered_json;
+
+enum class Command { none, help, call, dump, script };
+
+struct Options {
+    Command command = Command::none;
+    std::string module_path;            // empty: the default module built beside the host
+    std::string sim_path;               // empty: no scenario loaded
+    std::string create_ifname;          // call only: create this record first
+    bool create = false;
+    bool json_output = false;
+    int trace_level = -1;               // -1: keep the default (errors and warnings)
+    std::string function;               // call
+    json call_args = json::object();    // call: KEY=VALUE pairs in script argument form
+    std::string ifname;                 // dump
+    std::string script_path;            // script; empty: standard input
+};
+
+// Parses argv[1..]. On a bad command line returns nullopt and sets *err to
+// a one-line reason (the caller prints it with the usage text).
+std::optional<Options> parse_command_line(const std::vector<std::string>& args, std::string* err);
+
+// One KEY=VALUE (or KEY:TYPE=VALUE) operand of "call", as the JSON form that
+// script arguments use: plain JSON for the implicit types, {"$type", "$value"}
+// for an explicit one. Returns false and sets *err when the operand is malformed.
+bool parse_key_value(const std::string& operand, std::string* key, json* value, std::string* err);
+
+const char* usage_text();
+
+} // namespace host

@@ -1,0 +1,68 @@
+#include "module.h"
+
+#include <amxhost/amxhost.h>
+
+namespace host {
+
+Module::~Module() {
+    if(so_ != nullptr) {
+        amxm_so_close(&so_);
+    }
+}
+
+bool Module::open(std::string* err) {
+    if(so_ != nullptr) {
+        *err = "module already loaded";
+        return false;
+    }
+    if(amxm_so_open(&so_, module_alias, path_.c_str()) != 0) {
+        const char* why = amxm_so_error();
+        *err = "cannot load " + path_ + (why != nullptr ? std::string(": ") + why : std::string());
+        so_ = nullptr;
+        return false;
+    }
+    if(amxm_so_get_module(so_, module_namespace) == nullptr) {
+        *err = path_ + " registers no module \"" + module_namespace + "\"";
+        amxm_so_close(&so_);
+        so_ = nullptr;
+        return false;
+    }
+    return true;
+}
+
+bool Module::close(std::string* err) {
+    if(so_ == nullptr) {
+        *err = "module not loaded";
+        return false;
+    }
+    int rc = amxm_so_close(&so_);
+    if(rc != 0) {
+        *err = "cannot unload " + path_ + " (" + std::to_string(rc) + ")";
+        return false;
+    }
+    so_ = nullptr;
+    return true;
+}
+
+amxm_callback_t Module::function(const std::string& name) const {
+    if(so_ == nullptr) {
+        return nullptr;
+    }
+    return amxhost_get_callback(module_alias, module_namespace, name.c_str());
+}
+
+bool Module::call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const {
+    if(so_ == nullptr) {
+        *err = "module not loaded";
+        return false;
+    }
+    amxm_callback_t cb = function(name);
+    if(cb == nullptr) {
+        *err = "module \"" + std::string(module_namespace) + "\" has no function '" + name + "'";
+        return false;
+    }
+    *rc = cb(name.c_str(), args, ret);
+    return true;
+}
+
+} // namespace host

@@ -1,0 +1,48 @@
+#include "session.h"
+
+#include <cstdio>
+
+#include "chip.h"
+#include "eventloop.h"
+
+#ifndef MOCA_HOST_DEFAULT_MODULE
+#define MOCA_HOST_DEFAULT_MODULE "mxl-moca-ctrl.so"
+#endif
+
+namespace host {
+
+std::string default_module_path() {
+    return MOCA_HOST_DEFAULT_MODULE;
+}
+
+Session::Session(const Options& opt, int trace_level, bool echo)
+    : opt_(opt), trace_(trace_level), module_(opt.module_path.empty() ? default_module_path() : opt.module_path) {
+    trace_.set_echo(echo);
+}
+
+bool Session::start() {
+    std::string err;
+    if(!opt_.sim_path.empty() && !chip::load_scenario_file(opt_.sim_path, &err)) {
+        std::fprintf(stderr, "moca-host: scenario %s: %s\n", opt_.sim_path.c_str(), err.c_str());
+        return false;
+    }
+    if(!module_.open(&err)) {
+        std::fprintf(stderr, "moca-host: %s\n", err.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool Session::call(const std::string& function, const json& args, amxc_var_t* ret, int* rc, std::string* err) {
+    Variant in;
+    if(!json_to_variant(args, in.get(), err)) {
+        return false;
+    }
+    if(!module_.call(function, in.get(), ret, rc, err)) {
+        return false;
+    }
+    loop_pass();
+    return true;
+}
+
+} // namespace host

@@ -1,0 +1,40 @@
+// What every command sets up: the trace capture, the simulated chip and the module.
+#pragma once
+
+#include <string>
+
+#include "cli.h"
+#include "module.h"
+#include "tracelog.h"
+#include "varjson.h"
+
+namespace host {
+
+class Session {
+public:
+    // Captures trace lines up to trace_level; echo writes them to standard error as they come.
+    Session(const Options& opt, int trace_level, bool echo);
+
+    // Loads the scenario given with --sim, then the module. Reports on standard error.
+    bool start();
+
+    Module& module() { return module_; }
+    TraceCapture& trace() { return trace_; }
+
+    // A call with an argument table built from JSON (argument form) into ret,
+    // followed by one event-loop pass. Returns false when the function is missing.
+    bool call(const std::string& function, const json& args, amxc_var_t* ret, int* rc, std::string* err);
+
+private:
+    const Options& opt_;
+    TraceCapture trace_;
+    Module module_;
+};
+
+std::string default_module_path();
+
+int run_call(const Options& opt);
+int run_dump(const Options& opt);
+int run_script(const Options& opt);
+
+} // namespace host

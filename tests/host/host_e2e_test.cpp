@@ -1,0 +1,256 @@
+// The built moca-host binary, run as a user would: a script end to end, and
+// the exit codes of "call".
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+// A two-node MoCA 2.5 network: this node 1, the coordinator 0.
+const char* const scenario = R"({"interfaces": {"moca0": {
+  "present": true, "openable": true, "started": true,
+  "localInfo": {"nodeId": 1, "ncNodeId": 0, "backupNodeId": 1, "linkStatus": 1, "networkState": 6,
+                "networkMocaVer": "0x25", "activeNodeBitmask": "0x3", "socVersionStr": "1.18.16"},
+  "config": {"preferredNcMode": 1, "lof16": 1150},
+  "phyMisc": {"currentOperatingFrequency": 1150},
+  "nodes": {
+    "0": {"netInfo": {"guid": "00:11:22:33:44:55", "mocaVer": "0x25"},
+          "fmr": {"validInfo": 1, "p2p": {"1": {"rateNper": 1800, "rateVLper": 1500}}}},
+    "1": {"netInfo": {"guid": "00:11:22:33:44:66", "mocaVer": "0x25"},
+          "fmr": {"validInfo": 1, "p2p": {"0": {"rateNper": 1700, "rateVLper": 1400}}}}
+  }}}})";
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class HostBinary : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/moca-host-test-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir_ = tmpl;
+        write("scenario.json", scenario);
+    }
+    void TearDown() override {
+        std::string cmd = "rm -rf '" + dir_ + "'";
+        (void) std::system(cmd.c_str());
+    }
+
+    std::string path(const std::string& name) const { return dir_ + "/" + name; }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(path(name)) << text;
+    }
+
+    static std::string read(const std::string& file) {
+        std::ifstream in(file);
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    // Runs moca-host with the arguments (already quoted for the shell).
+    Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
+        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" +
+            path("out") + "' 2>'" + path("err") + "'";
+        Outcome r;
+        int rc = std::system(cmd.c_str());
+        r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+        r.out = read(path("out"));
+        r.err = read(path("err"));
+        return r;
+    }
+
+    std::string dir_;
+};
+
+std::vector<json> lines_of(const std::string& text) {
+    std::vector<json> out;
+    std::istringstream in(text);
+    std::string line;
+    while(std::getline(in, line)) {
+        out.push_back(json::parse(line));
+    }
+    return out;
+}
+
+std::vector<std::string> keys_of(const json& object) {
+    std::vector<std::string> keys;
+    for(const auto& [key, value] : object.items()) {
+        (void) value;
+        keys.push_back(key);
+    }
+    return keys;
+}
+
+bool logged(const json& result, const std::string& msg, int level = -1) {
+    for(const auto& entry : result["log"]) {
+        if(entry["msg"] == msg && (level < 0 || entry["level"] == level)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool chip_called(const json& result, const std::string& op, const json& rc) {
+    for(const auto& call : result["chip"]) {
+        if(call["op"] == op && call["rc"] == rc) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST_F(HostBinary, RunsAScriptLineByLine) {
+    std::string script;
+    script += R"({"sim": )" + json::parse(scenario).dump() + "}\n";
+    script += R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})" "\n";                  // 1
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 2
+    script += R"({"call": "retrieve-dyn-info"})" "\n";                                                     // 3
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})" "\n";    // 4
+    script += R"({"fault": {"op": "GetCdInfo", "rc": -7}})" "\n";                                          // 5
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 6
+    script += R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})" "\n";        // 7
+    script += R"({"advance": 10500})" "\n";                                                                // 8
+    script += "\n   \n";
+    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})" "\n";          // 9
+    script += R"({"call": "no-such-function", "args": {}})" "\n";                                          // 10
+    script += "this is not json\n";                                                                        // 11
+    script += R"({"call": "is-present", "arg": {"InternalName": "moca0"}})" "\n";                          // 12
+    script += R"({"unload": true})" "\n";                                                                  // 13
+    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}})" "\n";                         // 14
+    script += R"({"load": true})" "\n";                                                                    // 15
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 16
+    write("steps.jsonl", script);
+
+    Outcome r = run("script '" + path("steps.jsonl") + "'");
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::vector<json> out = lines_of(r.out);
+    ASSERT_EQ(out.size(), 17u) << r.out;
+
+    EXPECT_EQ(out[0], json::parse(R"({"ok": true})"));
+    for(size_t i : {1u, 2u, 3u, 4u, 6u, 7u, 9u, 14u, 16u}) {
+        if(out[i].contains("error")) {
+            continue;
+        }
+        EXPECT_EQ(keys_of(out[i]), (std::vector<std::string>{"rc", "ret", "log", "chip", "handles"})) << i;
+        EXPECT_EQ(out[i]["handles"], 0) << i;
+        for(const auto& entry : out[i]["log"]) {
+            EXPECT_EQ(keys_of(entry), (std::vector<std::string>{"level", "mark", "zone", "msg", "func", "line"}));
+        }
+    }
+
+    // create: the chip is tested through a handle that is closed again.
+    EXPECT_EQ(out[1]["rc"], 0);
+    EXPECT_EQ(out[1]["ret"], json::parse(R"(["null", null])"));
+    ASSERT_FALSE(out[1]["chip"].empty());
+    EXPECT_EQ(out[1]["chip"][0], json::parse(R"({"op": "ClnkLib_OpenByName", "args": ["moca0"], "rc": 0})"));
+    EXPECT_TRUE(chip_called(out[1], "ClnkLib_Close", nullptr));
+
+    // A report: typed keys, in the module's order.
+    EXPECT_EQ(out[2]["rc"], 0);
+    EXPECT_EQ(out[2]["ret"][0], "htable");
+    EXPECT_EQ(out[2]["ret"][1]["Status"], json::parse(R"(["cstring", "Up"])"));
+    EXPECT_EQ(keys_of(out[2]["ret"][1]).front(), "Status");
+    EXPECT_EQ(out[2]["ret"][1]["CurrentOperFreq"], json::parse(R"(["uint32", 1150])"));
+
+    // No args and no ret reach the function as NULL.
+    EXPECT_EQ(out[3]["rc"], -1);
+    EXPECT_TRUE(logged(out[3], "Passed args is NULL", 100));
+    EXPECT_EQ(out[3]["log"][0]["mark"], "x");
+    EXPECT_EQ(out[3]["log"][0]["zone"], "korvane");
+    EXPECT_TRUE(out[3]["chip"].empty());
+    EXPECT_EQ(out[4]["rc"], -1);
+    EXPECT_TRUE(out[4]["ret"].is_null());
+    EXPECT_TRUE(out[4]["log"].empty());
+
+    // An armed fault: the failing read's code comes back and the handle is closed.
+    EXPECT_EQ(out[5], json::parse(R"({"ok": true})"));
+    EXPECT_EQ(out[6]["rc"], -7);
+    EXPECT_TRUE(chip_called(out[6], "ClnkLib_GetCdInfo", -7));
+    EXPECT_TRUE(chip_called(out[6], "ClnkLib_Close", nullptr));
+    EXPECT_TRUE(logged(out[6], "moca0: ClnkLib_GetCdInfo failed with rc=-7", 100));
+
+    // A table read starts its cache timer; ten seconds on it fires.
+    EXPECT_EQ(out[7]["rc"], 0);
+    EXPECT_EQ(out[7]["ret"][1]["TxNodeIndex"], json::parse(R"(["uint32", 0])"));
+    EXPECT_EQ(out[7]["ret"][1]["TxRate"], json::parse(R"(["uint32", 1800])"));
+    EXPECT_EQ(keys_of(out[8]), std::vector<std::string>{"log"});
+    EXPECT_TRUE(logged(out[8], "timer fired", 400));
+
+    EXPECT_EQ(out[9]["ret"], json::parse(R"(["bool", true])"));
+
+    // Lines that can't be carried out get an error and the script goes on.
+    EXPECT_TRUE(out[10].contains("error"));
+    EXPECT_TRUE(out[11].contains("error"));
+    EXPECT_TRUE(out[12].contains("error"));     // a misspelt key is not ignored
+
+    EXPECT_EQ(keys_of(out[13]), std::vector<std::string>{"log"});
+    EXPECT_TRUE(logged(out[13], "Module stopped", 300));
+    EXPECT_TRUE(out[14].contains("error"));     // nothing loaded
+    EXPECT_TRUE(logged(out[15], "Module loaded", 300));
+
+    // A fresh load has no records.
+    EXPECT_EQ(out[16]["rc"], -1);
+    EXPECT_TRUE(logged(out[16], "Unable to find a mxl iface by name", 100));
+}
+
+TEST_F(HostBinary, ScriptReportsABadScenarioAndGoesOn) {
+    write("steps.jsonl", R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})" "\n"
+                         R"({"sim_patch": {"interfaces": {"moca0": {"started": false}}}})" "\n"
+                         R"({"advance": -1})" "\n");
+    Outcome r = run("script", path("steps.jsonl"));
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::vector<json> out = lines_of(r.out);
+    ASSERT_EQ(out.size(), 3u) << r.out;
+    EXPECT_TRUE(out[0].contains("error"));
+    EXPECT_TRUE(out[2].contains("error"));
+}
+
+struct CallCase {
+    const char* name;
+    std::string args;
+    int status;
+    const char* in_out;      // text expected on standard output
+    const char* in_err;      // text expected on standard error
+};
+
+TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
+    const std::string sim = "--sim '" + path("scenario.json") + "' ";
+    const std::vector<CallCase> cases = {
+        {"no command", "", 2, "", "usage:"},
+        {"no function", "call", 2, "", "usage:"},
+        {"unknown option", "--frobnicate call is-present", 2, "", "unknown option"},
+        {"not KEY=VALUE", "call is-present moca0", 2, "", "usage:"},
+        {"bad typed value", sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
+        {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
+        {"help", "--help", 0, "usage:", ""},
+        {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
+        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
+        {"created first", sim + "--create moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
+        {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
+         R"("HighestVersion":["cstring","2.5"])", ""},
+    };
+    for(const auto& c : cases) {
+        Outcome r = run(c.args);
+        EXPECT_EQ(r.status, c.status) << c.name << "\n" << r.out << r.err;
+        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << c.name << "\n" << r.out;
+        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << c.name << "\n" << r.err;
+    }
+}
+
+} // namespace
