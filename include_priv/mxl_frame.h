@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include <amxc/amxc.h>
 #include <amxm/amxm.h>
@@ -34,16 +35,17 @@
 #define MXL_FILE __FILE__
 #endif
 
-#define MXL_TRACE_(call, mark, fmt, ...) \
-    call MXL_FRAME_HEAD fmt MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "" __VA_OPT__(, ) __VA_ARGS__, \
-        "", "", __func__, MXL_FILE, __LINE__, "")
+// The arguments that follow the level (and zone) of one framed line.
+#define MXL_TRACE_ARGS_(mark, fmt, ...) \
+    MXL_FRAME_HEAD fmt MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "" __VA_OPT__(, ) __VA_ARGS__, "", "", \
+        __func__, MXL_FILE, __LINE__, ""
 
-#define mxl_log_error(fmt, ...)   MXL_TRACE_(noloTrace(TRACE_LEVEL_ERROR,, "x", fmt __VA_OPT__(, ) __VA_ARGS__)
-#define mxl_log_warning(fmt, ...) MXL_TRACE_(noloTrace(TRACE_LEVEL_WARNING,, "!", fmt __VA_OPT__(, ) __VA_ARGS__)
-#define mxl_log_notice(fmt, ...)  MXL_TRACE_(noloTraceZ(TRACE_LEVEL_NOTICE, MXL_ZONE,, "n", fmt __VA_OPT__(, ) __VA_ARGS__)
-#define mxl_log_appinfo(fmt, ...) MXL_TRACE_(noloTraceZ(TRACE_LEVEL_APP_INFO, MXL_ZONE,, "I", fmt __VA_OPT__(, ) __VA_ARGS__)
-#define mxl_log_info(fmt, ...)    MXL_TRACE_(noloTraceZ(TRACE_LEVEL_INFO, MXL_ZONE,, "i", fmt __VA_OPT__(, ) __VA_ARGS__)
-#define mxl_log_debug(fmt, ...)   MXL_TRACE_(noloTraceZ(TRACE_LEVEL_DEBUG, MXL_ZONE,, "d", fmt __VA_OPT__(, ) __VA_ARGS__)
+#define mxl_log_error(fmt, ...)   noloTrace(TRACE_LEVEL_ERROR, MXL_TRACE_ARGS_("x", fmt __VA_OPT__(, ) __VA_ARGS__))
+#define mxl_log_warning(fmt, ...) noloTrace(TRACE_LEVEL_WARNING, MXL_TRACE_ARGS_("!", fmt __VA_OPT__(, ) __VA_ARGS__))
+#define mxl_log_notice(fmt, ...)  noloTraceZ(TRACE_LEVEL_NOTICE, MXL_ZONE, MXL_TRACE_ARGS_("n", fmt __VA_OPT__(, ) __VA_ARGS__))
+#define mxl_log_appinfo(fmt, ...) noloTraceZ(TRACE_LEVEL_APP_INFO, MXL_ZONE, MXL_TRACE_ARGS_("I", fmt __VA_OPT__(, ) __VA_ARGS__))
+#define mxl_log_info(fmt, ...)    noloTraceZ(TRACE_LEVEL_INFO, MXL_ZONE, MXL_TRACE_ARGS_("i", fmt __VA_OPT__(, ) __VA_ARGS__))
+#define mxl_log_debug(fmt, ...)   noloTraceZ(TRACE_LEVEL_DEBUG, MXL_ZONE, MXL_TRACE_ARGS_("d", fmt __VA_OPT__(, ) __VA_ARGS__))
 
 // The same frame for a line logged on behalf of a caller: shared helpers pass
 // their caller's function, file and line (defaulted with __builtin_FUNCTION()
@@ -156,7 +158,14 @@ struct mxl_chip_t {
     int32_t open(bool quiet = false, MXL_CALLER_SITE);
     void close();
     ClnkLib_Handle_t* h() { return &handle; }
+    // Passes a chip library code on; a failure is logged once at error level
+    // as "<name>: <op> failed with rc=<code>".
+    int32_t check(int32_t rc, const char* op, MXL_CALLER_SITE);
 };
+
+// Makes one chip library request on the guard's handle and checks its code:
+// if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &info); rc != 0) ...
+#define MXL_CHIP_CALL(chip, op, ...) (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op)
 
 // ---- text helpers -----------------------------------------------------------------------------
 // Copies at most N-1 characters and always terminates. A NULL source gives "".

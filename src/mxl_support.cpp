@@ -66,6 +66,13 @@ void mxl_chip_t::close() {
     attempted = false;
 }
 
+int32_t mxl_chip_t::check(int32_t rc, const char* op, const char* site_func, const char* site_file, int site_line) {
+    if(rc != 0) {
+        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s: %s failed with rc=%d", name, op, rc);
+    }
+    return rc;
+}
+
 void mxl_mac_text(char (&dst)[MOCA_MAC_TEXT_LEN], uint32_t hi, uint32_t lo) {
     mxl_format(dst, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF, (hi >> 8) & 0xFF, hi & 0xFF,
                lo >> 24, (lo >> 16) & 0xFF);
