@@ -1,0 +1,297 @@
+// PHY margin tables: which entry an Id names, the ceilings, the SAPM margin
+// text, counting versus caching, and the failure paths of both tables.
+#include <algorithm>
+
+#include <nolotrace.h>
+
+#include "mxl_test_env.h"
+
+using namespace mxltest;
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+const std::string OPEN = "ClnkLib_OpenByName";
+const std::string CLOSE = "ClnkLib_Close";
+
+// What differs between the two tables, as the host sees it.
+struct Kind {
+    const char* tag;            // scenario key and log tag
+    const char* number_fn;
+    const char* info_fn;
+    const char* number_key;
+    std::string read_op;
+    std::string size_fn;
+    bool closes_failed_open;    // the counting routine closes a handle whose open failed
+    uint32_t per_row;           // entries per row in use
+    uint32_t capacity;
+};
+
+const Kind RLAPM{"rlapm", "retrieve-rlapm-number", "retrieve-rlapm-info", "RlapmNumberOfEntries",
+                 "ClnkLib_GetRlapmCfg", "rlapm_table_size", true, 84, 8064};
+const Kind SAPM{"sapm", "retrieve-sapm-number", "retrieve-sapm-info", "SapmNumberOfEntries",
+                "ClnkLib_GetSapmCfg", "sapm_table_size", false, 1, 64};
+
+class MarginsTest : public ModuleTest {
+protected:
+    ojson scenario = ojson::parse(R"({"interfaces": {"moca0": {"present": true, "openable": true, "started": true,
+                                     "localInfo": {"nodeId": 0, "linkStatus": 1, "activeNodeBitmask": 1}}}})");
+
+    void SetUp() override {
+        ModuleTest::SetUp();
+        sim(scenario);
+        create("moca0");
+    }
+    void row(const Kind& k, int profile, int f, const ojson& fields) {
+        scenario["interfaces"]["moca0"][k.tag]["profiles"][std::to_string(profile)]["tbl"][std::to_string(f)] = fields;
+    }
+    static Outcome checked(Outcome out) {
+        EXPECT_EQ(out.handles, 0);
+        return out;
+    }
+    Outcome number(const Kind& k) { return checked(call(k.number_fn, {{"InternalName", "moca0"}})); }
+    Outcome info(const Kind& k, uint32_t id) { return checked(call(k.info_fn, {{"InternalName", "moca0"}, {"Id", id}})); }
+};
+
+bool logged(const Outcome& out, const std::string& msg) {
+    strings info = out.messages(TRACE_LEVEL_INFO);
+    return std::find(info.begin(), info.end(), msg) != info.end();
+}
+
+TEST_F(MarginsTest, RlapmIdsWalkProfilesRowsAndLevels) {
+    ojson ramp = ojson::array();
+    for(int r = 0; r < 84; r++) {
+        ramp.push_back(r);
+    }
+    row(RLAPM, 0, 0, {{"freq", 1150}, {"phymargin", {7, 120, 121, 122, 255}}});
+    row(RLAPM, 0, 2, {{"freq", 1200}, {"phymargin", ramp}});
+    row(RLAPM, 3, 5, {{"freq", 1500}, {"phymargin", ramp}});
+    sim(scenario);
+    EXPECT_EQ(number(RLAPM).value("RlapmNumberOfEntries"), 252);
+
+    struct Entry {
+        uint32_t id;
+        bool enable;
+        uint32_t profile, freq, garpl, margin;
+    };
+    const Entry entries[] = {
+        {1, true, 0, 1150, 0, 3},      {2, true, 0, 1150, 1, 60},     {3, true, 0, 1150, 2, 60},
+        {4, true, 0, 1150, 3, 60},     {5, true, 0, 1150, 4, 60},     {6, true, 0, 1150, 5, 0},
+        {84, true, 0, 1150, 65, 0},    {85, true, 0, 1200, 0, 0},     {149, true, 0, 1200, 64, 32},
+        {150, true, 0, 1200, 65, 32},  {151, true, 0, 1200, 65, 33},  {168, true, 0, 1200, 65, 41},
+        {169, true, 3, 1500, 0, 0},    {252, true, 3, 1500, 65, 41},  {253, false, 0, 0, 0, 0},
+        {8064, false, 0, 0, 0, 0},
+    };
+    size_t reads = 0;
+    for(const Entry& e : entries) {
+        SCOPED_TRACE(e.id);
+        Outcome out = info(RLAPM, e.id);
+        reads += out.count_op(RLAPM.read_op);
+        EXPECT_EQ(out.rc, 0);
+        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", e.enable}},
+                                                    {"Profile", {"uint32", e.profile}},
+                                                    {"Frequency", {"uint32", e.freq}},
+                                                    {"GlobalAggrRxPwrLevel", {"uint32", e.garpl}},
+                                                    {"PhyMargin", {"uint32", e.margin}},
+                                                    {"Status", {"cstring", e.enable ? "active" : ""}}}}));
+    }
+    EXPECT_EQ(reads, 2u);    // one refill, which counts on a second handle
+}
+
+TEST_F(MarginsTest, SapmRowsGiveOneEntryWithBoundedMarginText) {
+    ojson sixties = ojson::array();
+    std::string sixties_text;
+    std::string tail_text = "1,2";
+    for(int k = 0; k < 256; k++) {
+        sixties.push_back(60);
+        sixties_text += (k == 0) ? "60" : ",60";
+        tail_text += (k < 2) ? "" : ",0";
+    }
+    row(SAPM, 2, 1, {{"freq", 1150}, {"threshold", 70}, {"scstart", 250}, {"phymargin", {0, 59, 60, 61, 200, 7, 9}}});
+    row(SAPM, 9, 0, {{"freq", 1200}, {"threshold", 65}, {"scstart", 256}, {"phymargin", {5}}});
+    row(SAPM, 9, 3, {{"freq", 1250}, {"threshold", 64}, {"scstart", 300}, {"phymargin", {5}}});
+    row(SAPM, 10, 0, {{"freq", 1300}, {"threshold", 0}, {"scstart", 0}, {"phymargin", sixties}});
+    row(SAPM, 10, 2, {{"freq", 1350}, {"threshold", 1}, {"scstart", -5}, {"phymargin", {1, 2}}});
+    sim(scenario);
+    EXPECT_EQ(number(SAPM).value("SapmNumberOfEntries"), 5);
+
+    struct Entry {
+        uint32_t id;
+        uint32_t profile, freq, threshold;
+        std::string margin;
+        uint32_t sc_count;    // margin count logged when the entry is built
+    };
+    const Entry entries[] = {
+        {1, 2, 1150, 65, "0,59,60,60,60,7", 6}, {2, 9, 1200, 65, "", 0},        {3, 9, 1250, 64, "", 0},
+        {4, 10, 1300, 0, sixties_text, 256},      {5, 10, 1350, 1, tail_text, 256},
+    };
+    ASSERT_EQ(sixties_text.size(), 767u);
+    for(const Entry& e : entries) {
+        SCOPED_TRACE(e.id);
+        Outcome out = info(SAPM, e.id);
+        EXPECT_EQ(out.rc, 0);
+        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", true}},
+                                                    {"Profile", {"uint32", e.profile}},
+                                                    {"Frequency", {"uint32", e.freq}},
+                                                    {"AggrRxPwrLevelThreshold", {"uint32", e.threshold}},
+                                                    {"PhyMargin", {"cstring", e.margin}},
+                                                    {"Status", {"cstring", "active"}}}}));
+        if(e.id == 1) {
+            for(const Entry& built : entries) {
+                EXPECT_TRUE(logged(out, "Sapm entry[" + std::to_string(built.id - 1) + "] sc_index_max:" +
+                                            std::to_string(built.sc_count) + " MAX_MINI_SAPM_MARGIN_LEN 256"));
+            }
+        }
+    }
+    EXPECT_EQ(info(SAPM, 6).value("Status"), "");
+}
+
+// ---- what both tables share ---------------------------------------------------------------
+
+class BothTables : public MarginsTest, public ::testing::WithParamInterface<const Kind*> {};
+
+INSTANTIATE_TEST_SUITE_P(Margins, BothTables, ::testing::Values(&RLAPM, &SAPM),
+                         [](const auto& p) { return std::string(p.param->tag); });
+
+TEST_P(BothTables, InfoIsCachedForTenSecondsNumberAsksEveryTime) {
+    const Kind& k = *GetParam();
+    row(k, 0, 0, {{"freq", 1150}});
+    sim(scenario);
+    const std::string get = std::string("get ") + k.tag + " for id 0 data for moca0, timer state=";
+
+    Outcome first = info(k, 1);
+    EXPECT_EQ(first.chip_ops(), (strings{OPEN, k.read_op, OPEN, k.read_op, CLOSE, CLOSE}));
+    EXPECT_TRUE(logged(first, get + "0"));
+    EXPECT_TRUE(logged(first, "armed timer for 10000"));
+
+    // the chip changes: the cache keeps the old rows, the count sees the new ones
+    row(k, 0, 1, {{"freq", 1200}});
+    row(k, 0, 0, {{"freq", 1400}});
+    sim(scenario);
+    Outcome cached = info(k, 1);
+    EXPECT_TRUE(cached.chip.empty());
+    EXPECT_TRUE(logged(cached, get + "2"));
+    EXPECT_EQ(cached.value("Frequency"), 1150);
+    for(int i = 0; i < 2; i++) {
+        Outcome n = number(k);
+        EXPECT_EQ(n.chip_ops(), (strings{OPEN, k.read_op, CLOSE}));
+        EXPECT_EQ(n.keys(), (std::vector<std::pair<std::string, std::string>>{{k.number_key, "uint32"}}));
+        EXPECT_EQ(n.value(k.number_key), 2 * k.per_row);
+    }
+
+    std::vector<LogLine> fired = advance(11000);
+    ASSERT_EQ(fired.size(), 1u);
+    EXPECT_EQ(fired[0].msg, "timer fired");
+    Outcome refilled = info(k, 1);
+    EXPECT_EQ(refilled.count_op(k.read_op), 2u);
+    EXPECT_EQ(refilled.value("Frequency"), 1400);
+}
+
+TEST_P(BothTables, EntriesOutliveSmallerTables) {
+    const Kind& k = *GetParam();
+    row(k, 0, 0, {{"freq", 1150}});
+    row(k, 0, 1, {{"freq", 1200}});
+    sim(scenario);
+    EXPECT_EQ(info(k, k.per_row + 1).value("Frequency"), 1200);
+
+    scenario["interfaces"]["moca0"].erase(k.tag);    // no row in use
+    sim(scenario);
+    advance(11000);
+    Outcome out = info(k, k.per_row + 1);
+    EXPECT_EQ(out.count_op(k.read_op), 2u);
+    EXPECT_EQ(out.value("Frequency"), 1200);
+    EXPECT_EQ(out.value("Enable"), true);
+    EXPECT_TRUE(info(k, 1).chip.empty());    // an empty table is fresh too
+    EXPECT_EQ(number(k).value(k.number_key), 0);
+}
+
+TEST_P(BothTables, IdBeyondTheTableReadsNothing) {
+    const Kind& k = *GetParam();
+    EXPECT_EQ(info(k, k.capacity).rc, 0);
+    Outcome out = info(k, k.capacity + 1);
+    EXPECT_EQ(out.rc, -1);
+    EXPECT_EQ(out.errors(), strings{"Passed entryId is out of range"});
+    EXPECT_TRUE(out.chip.empty());
+    EXPECT_EQ(out.ret, ojson::array({"null", nullptr}));
+}
+
+TEST_P(BothTables, FailedRefillKeepsTheCacheAndRetries) {
+    const Kind& k = *GetParam();
+    const std::string open_err = "moca0: ClnkLib_OpenByName failed with rc=-5";
+    const std::string read_err = "moca0: " + k.read_op + " failed with rc=-5";
+    const std::string size_err = "moca0: " + k.size_fn + " failed with rc=-5";
+    struct Case {
+        std::string op;
+        uint32_t skip;
+        strings errors;
+        strings ops;
+        bool fills_ret;
+    };
+    const Case cases[] = {
+        {OPEN, 0, {open_err}, {OPEN}, false},
+        {k.read_op, 0, {read_err}, {OPEN, k.read_op, CLOSE}, true},
+        {OPEN, 1, {open_err, size_err},
+         k.closes_failed_open ? strings{OPEN, k.read_op, OPEN, CLOSE, CLOSE} : strings{OPEN, k.read_op, OPEN, CLOSE},
+         true},
+        {k.read_op, 1, {read_err, size_err}, {OPEN, k.read_op, OPEN, k.read_op, CLOSE, CLOSE}, true},
+    };
+    for(const Case& c : cases) {
+        SCOPED_TRACE(c.op + " after " + std::to_string(c.skip));
+        row(k, 0, 0, {{"freq", 1150}});
+        sim(scenario);
+        advance(11000);
+        EXPECT_EQ(info(k, 1).value("Frequency"), 1150);
+        row(k, 0, 0, {{"freq", 1400}});
+        sim(scenario);
+        advance(11000);
+
+        fault({{"op", c.op}, {"skip", c.skip}, {"rc", -5}});
+        Outcome out = info(k, 1);
+        EXPECT_EQ(out.rc, -5);
+        EXPECT_EQ(out.errors(), c.errors);
+        EXPECT_EQ(out.chip_ops(), c.ops);
+        EXPECT_FALSE(logged(out, "armed timer for 10000"));
+        if(c.fills_ret) {
+            EXPECT_EQ(out.value("Frequency"), 1150);
+        } else {
+            EXPECT_EQ(out.ret, ojson::array({"null", nullptr}));
+        }
+        Outcome retry = info(k, 1);
+        EXPECT_EQ(retry.count_op(k.read_op), 2u);
+        EXPECT_EQ(retry.value("Frequency"), 1400);
+    }
+}
+
+TEST_P(BothTables, FailedCountKeepsTheOldNumber) {
+    const Kind& k = *GetParam();
+    row(k, 0, 0, {{"freq", 1150}});
+    sim(scenario);
+    EXPECT_EQ(number(k).value(k.number_key), k.per_row);
+    row(k, 1, 0, {{"freq", 1150}});
+    sim(scenario);
+
+    const std::string size_err = "moca0: " + k.size_fn + " failed with rc=-5";
+    struct Case {
+        std::string op;
+        strings errors;
+        strings ops;
+    };
+    const Case cases[] = {
+        {OPEN, {"moca0: ClnkLib_OpenByName failed with rc=-5", size_err},
+         k.closes_failed_open ? strings{OPEN, CLOSE} : strings{OPEN}},
+        {k.read_op, {"moca0: " + k.read_op + " failed with rc=-5", size_err}, {OPEN, k.read_op, CLOSE}},
+    };
+    for(const Case& c : cases) {
+        SCOPED_TRACE(c.op);
+        fault({{"op", c.op}, {"rc", -5}});
+        Outcome out = number(k);
+        EXPECT_EQ(out.rc, -5);
+        EXPECT_EQ(out.errors(), c.errors);
+        EXPECT_EQ(out.chip_ops(), c.ops);
+        EXPECT_EQ(out.value(k.number_key), k.per_row);
+    }
+    EXPECT_EQ(number(k).value(k.number_key), 2 * k.per_row);
+}
+
+} // namespace
