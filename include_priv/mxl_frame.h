@@ -137,6 +137,10 @@ void table_cache_expire(amxp_timer_t* timer, void* priv);
 bool mxl_cache_is_fresh(amxp_timer_t* timer);
 // Marks a refilled table fresh for 10 s; `announce` logs "armed timer for %d".
 void mxl_cache_arm(amxp_timer_t* timer, bool announce, MXL_CALLER_SITE);
+// Refills a table with `refill` unless its timer still runs. A failed refill
+// is logged once as `failure` and its code returned; 0 otherwise.
+int mxl_cache_refresh(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),
+                      const char* failure, MXL_CALLER_SITE);
 
 // ---- chip handle ------------------------------------------------------------------------------
 // One chip library handle for the length of one call: the name is cut to 15
@@ -166,6 +170,11 @@ struct mxl_chip_t {
 // Makes one chip library request on the guard's handle and checks its code:
 // if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &info); rc != 0) ...
 #define MXL_CHIP_CALL(chip, op, ...) (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op)
+
+// The start of a table refill: opens the chip and reads the local node's view
+// of the network. Returns 0 or the code of the failing request, logged once;
+// `chip.opened` tells an open failure from a failed read.
+int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, MXL_CALLER_SITE);
 
 // ---- text helpers -----------------------------------------------------------------------------
 // Copies at most N-1 characters and always terminates. A NULL source gives "".

@@ -164,3 +164,15 @@ void mxl_cache_arm(amxp_timer_t* timer, bool announce, const char* site_func, co
                      static_cast<int>(amxp_timer_remaining_time(timer)));
     }
 }
+
+int mxl_cache_refresh(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),
+                      const char* failure, const char* site_func, const char* site_file, int site_line) {
+    if(mxl_cache_is_fresh(timer)) {
+        return 0;
+    }
+    int rc = refill(moca_if);
+    if(rc != 0) {
+        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s", failure);
+    }
+    return rc;
+}

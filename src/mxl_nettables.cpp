@@ -22,28 +22,6 @@ bool has_node(uint32_t mask, uint32_t node) {
     return ((mask >> node) & 1u) != 0;
 }
 
-int32_t read_local_info(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local) {
-    int32_t rc = ClnkLib_GetLocalInfo(chip.h(), local);
-    if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetLocalInfo failed with rc=%d", chip.name, rc);
-    }
-    return rc;
-}
-
-// Serves a report from its cached table, refilling the table first when its
-// timer no longer runs. A failed refill is reported but the entry still goes out.
-int refill_if_stale(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),
-                    const char* failure) {
-    if(mxl_cache_is_fresh(timer)) {
-        return 0;
-    }
-    int rc = refill(moca_if);
-    if(rc != 0) {
-        mxl_log_error("%s", failure);
-    }
-    return rc;
-}
-
 // ---- associated nodes ---------------------------------------------------------------------
 
 // One transmit/receive PHY profile pair of a node.
@@ -208,9 +186,7 @@ void add_node_keys(amxc_var_t* ret, const mxl_moca_node_t& node) {
 
 // Row `node` of the mesh from one FMR request for that node alone.
 int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, mxl_moca_mesh_t* row) {
-    int32_t rc = ClnkLib_GetFmrInfo(chip.h(), 1u << node, FMR_REQUEST_FLAGS, fmr);
-    if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetFmrInfo failed with rc=%d", chip.name, rc);
+    if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetFmrInfo, 1u << node, FMR_REQUEST_FLAGS, fmr); rc != 0) {
         return rc;
     }
     const ClnkLib_NodeFmr_t& rates = fmr->nodeFmr[node];
@@ -224,11 +200,7 @@ int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, m
 }
 
 // Rebuilds the whole mesh; rows of nodes before a failing request stay rebuilt.
-int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if) {
-    ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = read_local_info(chip, &local); rc != 0) {
-        return rc;
-    }
+int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local) {
     memset(moca_if->meshes, 0, sizeof(moca_if->meshes));
     if(local.linkStatus == 0) {
         mxl_log_info("%s: link is down - all nodes are inactive", chip.name);
@@ -373,11 +345,8 @@ int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
         return -1;
     }
     mxl_chip_t chip(moca_if->name);
-    if(int32_t rc = chip.open(); rc != 0) {
-        return rc;
-    }
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = read_local_info(chip, &local); rc != 0) {
+    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
         return rc;
     }
     memset(moca_if->nodes, 0, sizeof(moca_if->nodes));
@@ -410,7 +379,7 @@ int mxl_node_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
         return -1;
     }
     mxl_log_info("get node id %d data for %s", call.index, call.ifname);
-    int rc = refill_if_stale(call.iface, call.iface->nodes_timer, mxl_get_nodes_info, "mxl_get_nodes_info failed");
+    int rc = mxl_cache_refresh(call.iface, call.iface->nodes_timer, mxl_get_nodes_info, "mxl_get_nodes_info failed");
     add_node_keys(ret, call.iface->nodes[call.index]);
     return rc;
 }
@@ -430,10 +399,14 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
     int32_t rc = 0;
     if(!mxl_cache_is_fresh(moca_if->mesh_timer)) {
         mxl_chip_t chip(call.ifname);
-        if(rc = chip.open(); rc != 0) {
-            return rc;   // nothing to report from: ret stays as given
+        ClnkLib_LocalInfo_t local{};
+        rc = mxl_chip_open_local(chip, &local);
+        if(!chip.opened) {
+            return rc;   // no chip at all: ret stays as given
         }
-        rc = rebuild_mesh(chip, moca_if);
+        if(rc == 0) {
+            rc = rebuild_mesh(chip, moca_if, local);
+        }
     }
     add_mesh_keys(ret, tx, rx, moca_if->meshes[tx].entry[rx]);
     return rc;
@@ -447,11 +420,8 @@ int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
         return -1;
     }
     mxl_chip_t chip(moca_if->name);
-    if(int32_t rc = chip.open(); rc != 0) {
-        return rc;
-    }
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = read_local_info(chip, &local); rc != 0) {
+    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
         return rc;
     }
     memset(moca_if->bridges, 0, sizeof(moca_if->bridges));
@@ -477,7 +447,7 @@ int mxl_bridge_info_retrieve(const char* /*function_name*/, amxc_var_t* args, am
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get bridge for node id %d data for %s, timer state=%d", call.index, call.ifname,
                  static_cast<int>(amxp_timer_get_state(moca_if->bridges_timer)));
-    int rc = refill_if_stale(moca_if, moca_if->bridges_timer, mxl_get_bridges_info, "mxl_get_bridges_info failed");
+    int rc = mxl_cache_refresh(moca_if, moca_if->bridges_timer, mxl_get_bridges_info, "mxl_get_bridges_info failed");
     const mxl_moca_bridge_t& slot = moca_if->bridges[call.index];
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_uint32_t(ret, "NodeIndex", slot.node_id);

@@ -73,6 +73,16 @@ int32_t mxl_chip_t::check(int32_t rc, const char* op, const char* site_func, con
     return rc;
 }
 
+int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, const char* site_func,
+                            const char* site_file, int site_line) {
+    int32_t rc = chip.open(false, site_func, site_file, site_line);
+    if(rc == 0) {
+        rc = chip.check(ClnkLib_GetLocalInfo(chip.h(), local), "ClnkLib_GetLocalInfo", site_func, site_file,
+                        site_line);
+    }
+    return rc;
+}
+
 void mxl_mac_text(char (&dst)[MOCA_MAC_TEXT_LEN], uint32_t hi, uint32_t lo) {
     mxl_format(dst, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF, (hi >> 8) & 0xFF, hi & 0xFF,
                lo >> 24, (lo >> 16) & 0xFF);
