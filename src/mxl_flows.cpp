@@ -379,8 +379,7 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
         return rc;
     }
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = ClnkLib_GetLocalInfo(chip.h(), &local); rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetLocalInfo failed with rc=%d", chip.name, rc);
+    if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &local); rc != 0) {
         return rc;
     }
     moca_if->ingress_num_flows = 0;

@@ -1,0 +1,434 @@
+// PQoS flows: listing order and records, the iterator's batches and budget,
+// every retry path, change detection, the full table, caching and failures.
+#include <dlfcn.h>
+#include <sys/time.h>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <map>
+
+#include <clnkapi.h>
+#include <nolotrace.h>
+
+#include "mxl_test_env.h"
+
+using namespace mxltest;
+using strings = std::vector<std::string>;
+
+namespace {
+
+// Node n has GUID 00:11:22:33:44:nn; its flow k has id 01:00:5e:nn:kk:kk.
+std::string guid(uint32_t node) {
+    char text[18];
+    snprintf(text, sizeof(text), "00:11:22:33:44:%02x", node);
+    return text;
+}
+std::string flow_id(uint32_t node, uint32_t k) {
+    char text[18];
+    snprintf(text, sizeof(text), "01:00:5e:%02x:%02x:%02x", node, k >> 8, k & 0xFF);
+    return text;
+}
+ClnkLib_MacAddr_t flow_addr(uint32_t node, uint32_t k) {
+    return {0x01005e00u | node, (k << 16)};
+}
+
+ojson flow(uint32_t node, uint32_t k) {
+    return {{"flowId", flow_id(node, k)}, {"packetDa", "01:00:5E:7F:00:AA"}, {"ingressGuid", guid(node)},
+            {"egressGuid", guid(15)}, {"tPeakDataRateKbps", 20000 + k}, {"tLeaseTimeSec", 60}, {"tBurstSize", 2},
+            {"flowTag", 7}, {"maxLatencyMs", 10}, {"stAvgRatio", 3}, {"flowPer", 4}, {"ingressClass", "0xBEEF"},
+            {"vlanTag", 100}, {"dscpMoca", 46}, {"leaseTimeLeft", 30}, {"dfid", 9}};
+}
+
+// moca0 with the given active nodes (id -> number of flows), all MoCA 2.5.
+ojson network(const std::map<uint32_t, uint32_t>& flows, uint32_t local, uint32_t link = 1) {
+    ojson nodes = ojson::object();
+    uint32_t mask = 0;
+    for(const auto& [id, n] : flows) {
+        mask |= 1u << id;
+        ojson list = ojson::array();
+        for(uint32_t k = 0; k < n; k++) {
+            list.push_back(flow(id, k));
+        }
+        nodes[std::to_string(id)] = {{"netInfo", {{"guid", guid(id)}, {"mocaVer", "0x25"}}},
+                                     {"flows", {{"flowUpdateCount", 5}, {"list", list}}}};
+    }
+    ojson local_info = {{"nodeId", local}, {"linkStatus", link}, {"activeNodeBitmask", mask}};
+    return {{"interfaces", {{"moca0", {{"present", true}, {"openable", true}, {"started", true},
+                                       {"localInfo", local_info}, {"nodes", nodes}}}}}};
+}
+
+strings infos_starting(const Outcome& out, const std::string& prefix) {
+    strings found;
+    for(const std::string& msg : out.messages(TRACE_LEVEL_INFO)) {
+        if(msg.rfind(prefix, 0) == 0) {
+            found.push_back(msg);
+        }
+    }
+    return found;
+}
+
+// The retry messages of the batch fetches, without the call traces.
+strings retry_lines(const Outcome& out) {
+    strings found;
+    for(const std::string& msg : infos_starting(out, "  ")) {
+        if(msg.rfind("  -->", 0) != 0) {
+            found.push_back(msg);
+        }
+    }
+    return found;
+}
+
+std::vector<uint32_t> list_starts(const Outcome& out) {
+    std::vector<uint32_t> starts;
+    for(const clnksim::Call& c : out.chip) {
+        if(c.op == "ClnkLib_ListFlows") {
+            starts.push_back(c.args[1].get<uint32_t>());
+        }
+    }
+    return starts;
+}
+
+// The wall clock the module reads: real, or a fake one that moves on a fixed
+// step per read (optionally stepping once by `jump_us` at read `jump_at`).
+struct FakeClock {
+    bool on = false;
+    int64_t now_us = 0;
+    int64_t step_us = 1000;
+    uint64_t reads = 0;
+    uint64_t jump_at = UINT64_MAX;
+    int64_t jump_us = 0;
+} g_clock;
+
+// Replaces the chip's answer to ClnkLib_ListFlows while set.
+using list_fn_t = int32_t (*)(ClnkLib_Handle_t*, ClnkLib_FlowListReq_t*, ClnkLib_FlowListRsp_t*);
+std::function<int32_t(ClnkLib_Handle_t*, ClnkLib_FlowListReq_t*, ClnkLib_FlowListRsp_t*, list_fn_t)> g_list_hook;
+
+class FlowsTest : public ModuleTest {
+protected:
+    void TearDown() override {
+        g_clock = FakeClock{};
+        g_list_hook = nullptr;
+        ModuleTest::TearDown();
+    }
+    void start(const ojson& scenario) {
+        sim(scenario);
+        create("moca0");
+    }
+    Outcome qos() { return call("retrieve-qos-info", {{"InternalName", "moca0"}}); }
+    Outcome flow_info(uint32_t id) { return call("retrieve-flow-info", {{"InternalName", "moca0"}, {"Id", id}}); }
+    void expect_counts(const Outcome& out, uint32_t ingress) {
+        EXPECT_EQ(out.ret, ojson::parse(R"(["htable", {"EgressNumFlows": ["uint32", 0], "IngressNumFlows": ["uint32", )" +
+                                        std::to_string(ingress) + "]}]"));
+    }
+};
+
+} // namespace
+
+extern "C" int gettimeofday(struct timeval* __restrict tv, void* __restrict) noexcept {
+    if(!g_clock.on) {
+        timespec ts{};
+        clock_gettime(CLOCK_REALTIME, &ts);
+        *tv = {ts.tv_sec, ts.tv_nsec / 1000};
+        return 0;
+    }
+    g_clock.now_us += (g_clock.reads == g_clock.jump_at) ? g_clock.jump_us : 0;
+    *tv = {g_clock.now_us / 1000000, g_clock.now_us % 1000000};
+    g_clock.reads++;
+    g_clock.now_us += g_clock.step_us;
+    return 0;
+}
+
+extern "C" int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* h, ClnkLib_FlowListReq_t* req, ClnkLib_FlowListRsp_t* rsp) {
+    static auto real = reinterpret_cast<list_fn_t>(dlsym(RTLD_NEXT, "ClnkLib_ListFlows"));
+    return g_list_hook ? g_list_hook(h, req, rsp, real) : real(h, req, rsp);
+}
+
+TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
+    start(network({{0, 2}, {5, 1}, {7, 0}}, 5));
+    Outcome out = qos();
+    EXPECT_EQ(out.rc, 0);
+    expect_counts(out, 1);
+    const std::string per_node[] = {"OpenByName", "GetLocalInfo", "GetNetInfo", "ListFlows", "QueryFlow", "QueryFlow",
+                                    "GetNetInfo", "ListFlows",    "QueryFlow",  "GetNetInfo", "ListFlows", "Close"};
+    strings ops;
+    for(const std::string& op : per_node) {
+        ops.push_back("ClnkLib_" + op);
+    }
+    EXPECT_EQ(out.chip_ops(), ops);
+    EXPECT_EQ(out.chip[3].args, nlohmann::json::array({guid(0), 0, 32}));
+    EXPECT_EQ(infos_starting(out, "moca0: found"),
+              (strings{"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 5", "moca0: found 0 flows on node 7"}));
+    EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{"TotalFlows: 3"});
+    EXPECT_TRUE(out.errors().empty());
+
+    const std::string slots[] = {flow_id(0, 0), flow_id(0, 1), flow_id(5, 0), ""};
+    for(uint32_t id = 1; id <= 4; id++) {
+        Outcome slot = flow_info(id);
+        EXPECT_EQ(slot.rc, 0);
+        EXPECT_TRUE(slot.chip.empty());
+        EXPECT_EQ(slot.value("FlowID"), slots[id - 1]);
+    }
+    ojson record = ojson::object();
+    const std::tuple<const char*, const char*, ojson> keys[] = {
+        {"FlowID", "cstring", flow_id(5, 0)}, {"PacketDA", "cstring", "01:00:5e:7f:00:aa"}, {"MaxRate", "uint32", 20000},
+        {"MaxBurstSize", "uint32", 2},        {"LeaseTime", "uint32", 60},                  {"Tag", "uint32", 7},
+        {"LeaseTimeLeft", "uint32", 30},      {"FlowPackets", "uint32", 0},                 {"IngressGuid", "cstring", guid(5)},
+        {"EgressGuid", "cstring", guid(15)},  {"MaximumLatency", "uint32", 10},             {"ShortTermAvgRatio", "uint32", 3},
+        {"FlowPer", "uint32", 4},             {"IngressClassify", "cstring", "beef"},       {"VlanTag", "uint32", 100},
+        {"DscpMoca", "uint32", 46},           {"Dfid", "uint32", 9}};
+    ojson empty = ojson::object();
+    for(const auto& [key, type, value] : keys) {
+        record[key] = ojson::array({type, value});
+        empty[key] = ojson::array({type, std::string(type) == "cstring" ? ojson("") : ojson(0)});
+    }
+    EXPECT_EQ(flow_info(3).ret, ojson::array({"htable", record}));
+    EXPECT_EQ(flow_info(16).ret, ojson::array({"htable", empty}));
+}
+
+TEST_F(FlowsTest, TableIsListedOncePerTenSeconds) {
+    start(network({{1, 3}}, 1));
+    EXPECT_EQ(qos().count_op("ClnkLib_ListFlows"), 1u);
+    advance(9999);
+    for(const Outcome& out : {qos(), flow_info(3)}) {
+        EXPECT_TRUE(out.chip.empty());
+        EXPECT_EQ(out.rc, 0);
+    }
+    advance(2);
+    Outcome again = flow_info(1);
+    EXPECT_EQ(infos_starting(again, "get flowId"), strings{"get flowId for id 0 data for moca0, timer state=0"});
+    EXPECT_EQ(again.count_op("ClnkLib_ListFlows"), 1u);
+}
+
+TEST_F(FlowsTest, LinkDownEmptiesTheTableAndCountsAsFresh) {
+    start(network({{1, 2}}, 1));
+    expect_counts(qos(), 2);
+    std::string err;
+    ASSERT_TRUE(clnksim::patch({{"interfaces", {{"moca0", {{"localInfo", {{"linkStatus", 0}}}}}}}}, &err)) << err;
+    advance(10001);
+    Outcome out = qos();
+    expect_counts(out, 0);
+    EXPECT_EQ(out.chip_ops(), (strings{"ClnkLib_OpenByName", "ClnkLib_GetLocalInfo", "ClnkLib_Close"}));
+    EXPECT_EQ(infos_starting(out, "moca0: link"), strings{"moca0: link is down - all nodes are inactive"});
+    EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{"TotalFlows: 0"});
+    Outcome slot = flow_info(1);
+    EXPECT_TRUE(slot.chip.empty());
+    EXPECT_EQ(slot.value("FlowID"), "");
+}
+
+// Faults on the first node's batch fetch; the second node is always listed.
+struct ListRetryCase {
+    const char* name;
+    const char* fault;
+    size_t list_calls;          // for both nodes
+    strings retries;            // retry messages in order
+    strings errors;
+    uint32_t node0_flows;
+};
+
+class ListRetryTest : public FlowsTest, public ::testing::WithParamInterface<ListRetryCase> {};
+
+TEST_P(ListRetryTest, FirstNodeBatch) {
+    const ListRetryCase& c = GetParam();
+    start(network({{0, 1}, {1, 1}}, 1));
+    fault(ojson::parse(c.fault));
+    const auto began = std::chrono::steady_clock::now();
+    Outcome out = qos();
+    const auto waited = std::chrono::steady_clock::now() - began;
+    EXPECT_EQ(out.rc, 0);
+    EXPECT_EQ(out.count_op("ClnkLib_ListFlows"), c.list_calls);
+    EXPECT_EQ(retry_lines(out), c.retries);
+    EXPECT_EQ(out.errors(), c.errors);
+    EXPECT_EQ(infos_starting(out, "moca0: found"), (strings{"moca0: found " + std::to_string(c.node0_flows) +
+                                                            " flows on node 0", "moca0: found 1 flows on node 1"}));
+    const size_t spins = infos_starting(out, "Timer: Spin for 100ms...").size();
+    EXPECT_EQ(infos_starting(out, "Timer: Spin done.").size(), spins);
+    EXPECT_GE(waited, std::chrono::milliseconds(100 * spins));   // a real busy wait
+    EXPECT_EQ(out.handles, 0);
+}
+
+const std::string TIMEOUT_LINE = "  List timeout, flowCode 0x8 (FLOWCODE_TIMEOUT)";
+const std::string UNKNOWN_FAIL = "  List fail, flowCode 0x9 ()";
+
+INSTANTIATE_TEST_SUITE_P(
+    Flows, ListRetryTest,
+    ::testing::Values(
+        ListRetryCase{"TimeoutTwice", R"({"op":"ListFlows","times":2,"rc":0,"flowCode":8})", 4,
+                      {TIMEOUT_LINE, TIMEOUT_LINE}, {}, 1},
+        ListRetryCase{"NotPqosCapable", R"({"op":"ListFlows","rc":0,"flowCode":12})", 2,
+                      {"  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"}, {}, 0},
+        ListRetryCase{"FailedCodeOnce", R"({"op":"ListFlows","rc":0,"flowCode":16})", 3,
+                      {"  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)"}, {}, 1},
+        ListRetryCase{"CallFailsSixTimes", R"({"op":"ListFlows","times":6,"rc":-3})", 7,
+                      {"  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
+                       "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
+                       "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."},
+                      {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, 0},
+        ListRetryCase{"UnnamedCodeSixTimes", R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})", 7,
+                      strings(6, UNKNOWN_FAIL), {"6 retries exausted. retval:0 flowCode:0x9 ()"}, 0}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(FlowsTest, QueryGivingUpAbandonsTheListing) {
+    start(network({{0, 2}, {1, 1}}, 0));
+    fault(ojson{{"op", "QueryFlow"}, {"skip", 1}, {"times", 6}, {"rc", -5}});
+    Outcome out = qos();
+    EXPECT_EQ(out.rc, 0);
+    expect_counts(out, 0);
+    strings left;
+    for(int n = 5; n >= 0; n--) {
+        left.push_back(" Unexpected fail: last retval:-5 flowCode:0x60 (FLOWCODE_DRIVER_ERROR): " + std::to_string(n) +
+                       " left...");
+    }
+    EXPECT_EQ(infos_starting(out, " Unexpected"), left);
+    EXPECT_EQ(out.errors(), strings{"Too many fail- last retval:-5 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"});
+    EXPECT_EQ(out.count_op("ClnkLib_GetNetInfo"), 1u);
+    EXPECT_TRUE(infos_starting(out, "TotalFlows").empty());
+    EXPECT_EQ(out.chip_ops().back(), "ClnkLib_Close");
+    EXPECT_EQ(out.handles, 0);
+
+    Outcome again = flow_info(2);
+    EXPECT_EQ(infos_starting(again, "get flowId"), strings{"get flowId for id 1 data for moca0, timer state=0"});
+    EXPECT_EQ(again.value("FlowID"), flow_id(0, 1));
+}
+
+TEST_F(FlowsTest, QueryNamesEveryFlowCode) {
+    const std::map<uint32_t, std::string> names = {
+        {8, "TIMEOUT"}, {12, "QOS_UNAVAIL"}, {16, "UNKNOWN"}, {20, "INTERNAL_ERROR"}, {28, "FLOW_EXISTS"},
+        {32, "NO_SUCH_FLOW"}, {36, "TOO_MANY_FLOWS"}, {37, "TOO_MANY_MCAST_F"}, {38, "BAD_INGRESS_CFY"},
+        {40, "UNUSABLE_DA"}, {41, "INVALID_DA"}, {42, "INGRESS_M1"}, {44, "BAD_INGR"}, {48, "BAD_EGR"},
+        {52, "INGR_BW_UNAVAIL"}, {56, "EGR_BW_UNAVAIL"}, {60, "NW_STPS_UNAVAIL"}, {64, "NW_TXPS_UNAVAIL"},
+        {66, "BAD_RETRANS"}, {68, "LEASE_EXPR_SOON"}, {80, "BAD_PEAK_BW"}, {84, "BAD_BURST_SIZE"},
+        {88, "BAD_M20_TSPEC"}, {92, "INVALID_FLOW_ID"}, {96, "DRIVER_ERROR"}, {100, "BAD_M11_TSPEC"},
+        {104, "INVALID_DSCP"}, {108, "INVALID_VLAN"}, {112, "INVALID_ICR"}, {116, "UNUSABLE_LINK"},
+        {0, ""}, {9, ""}, {117, ""}};
+    start(network({{0, 1}}, 0));
+    for(const auto& [code, name] : names) {
+        fault(ojson{{"op", "QueryFlow"}, {"rc", 0}, {"flowCode", code}});
+        Outcome out = qos();
+        char want[128];
+        snprintf(want, sizeof(want), " Unexpected fail: last retval:0 flowCode:0x%x (%s%s): 5 left...", code,
+                 name.empty() ? "" : "FLOWCODE_", name.c_str());
+        EXPECT_EQ(infos_starting(out, " Unexpected"), strings{want});
+        expect_counts(out, 1);
+        advance(10001);
+    }
+}
+
+// A node of 40 flows: two batches, and a table that holds only 16 of them.
+struct BatchCase {
+    const char* name;
+    const char* fault;
+    uint32_t counted;
+    strings errors;
+};
+
+class BatchTest : public FlowsTest, public ::testing::WithParamInterface<BatchCase> {};
+
+TEST_P(BatchTest, FortyFlowsOnTheLocalNode) {
+    const BatchCase& c = GetParam();
+    start(network({{0, 40}, {3, 2}}, 0));
+    if(c.fault != nullptr) {
+        fault(ojson::parse(c.fault));
+    }
+    Outcome out = qos();
+    expect_counts(out, c.counted);
+    EXPECT_EQ(list_starts(out), (std::vector<uint32_t>{0, 32, 0}));
+    EXPECT_EQ(out.count_op("ClnkLib_QueryFlow"), 16u);
+    EXPECT_EQ(out.errors(), c.errors);
+    EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING),
+              strings{"moca0: flow table full (16 slots), " + std::to_string(c.counted + 2 - 16) + " flows not stored"});
+    EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{"TotalFlows: " + std::to_string(c.counted + 2)});
+    EXPECT_EQ(flow_info(16).value("FlowID"), flow_id(0, 15));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Flows, BatchTest,
+    ::testing::Values(BatchCase{"Unchanged", nullptr, 40, {}},
+                      BatchCase{"ChangedBetweenBatches", R"({"op":"ListFlows","skip":1,"rc":0,"flowUpdateCountDelta":1})",
+                                32, {"Detected flows changed in mid op, 5 != 6, aborting."}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(FlowsTest, NodeWithoutGuidHasNoFlows) {
+    start(network({{0, 1}, {2, 1}}, 2));
+    fault(ojson{{"op", "GetNetInfo"}, {"rc", -3}});
+    Outcome out = qos();
+    expect_counts(out, 1);
+    EXPECT_EQ(out.errors(), strings{"ClnkLib_GetNetInfo failed on 0 ith rc=-3"});
+    EXPECT_EQ(infos_starting(out, "moca0: found"),
+              (strings{"moca0: found 0 flows on node 0", "moca0: found 1 flows on node 2"}));
+    EXPECT_EQ(flow_info(1).value("FlowID"), flow_id(2, 0));
+}
+
+TEST_F(FlowsTest, FailedListingKeepsTheTableAndRetries) {
+    start(network({{0, 2}}, 0));
+    qos();
+    advance(10001);
+    for(const std::string op : {"OpenByName", "GetLocalInfo"}) {
+        const strings errors = {"moca0: ClnkLib_" + op + " failed with rc=-2", "mxl_get_flows failed"};
+        fault(ojson{{"op", op}, {"rc", -2}});
+        Outcome counts = qos();
+        EXPECT_EQ(counts.rc, -2);
+        EXPECT_EQ(counts.errors(), errors);
+        expect_counts(counts, 2);
+        fault(ojson{{"op", op}, {"rc", -2}});
+        Outcome slot = flow_info(2);
+        EXPECT_EQ(slot.rc, -2);
+        EXPECT_EQ(slot.errors(), errors);
+        EXPECT_EQ(slot.value("FlowID"), flow_id(0, 1));
+        EXPECT_EQ(slot.handles, 0);
+    }
+    EXPECT_EQ(qos().count_op("ClnkLib_ListFlows"), 1u);
+}
+
+TEST_F(FlowsTest, BatchSizeAboveTheArrayIsCapped) {
+    start(network({{0, 40}}, 0));
+    g_list_hook = [](ClnkLib_Handle_t* h, ClnkLib_FlowListReq_t* req, ClnkLib_FlowListRsp_t* rsp, list_fn_t real) {
+        int32_t rc = real(h, req, rsp);
+        rsp->numReturnedFlowIds = 1000;
+        return rc;
+    };
+    Outcome out = qos();
+    EXPECT_EQ(list_starts(out), (std::vector<uint32_t>{0, 32}));
+    expect_counts(out, 40);
+}
+
+TEST_F(FlowsTest, BatchBudgetEndsTheNodeBeforeTheLastBatchIsUsed) {
+    start(network({{0, 16}}, 0));
+    noloTraceSetLevel(TRACE_LEVEL_WARNING);
+    uint32_t batches = 0;
+    g_list_hook = [&batches](ClnkLib_Handle_t*, ClnkLib_FlowListReq_t* req, ClnkLib_FlowListRsp_t* rsp, list_fn_t) {
+        *rsp = ClnkLib_FlowListRsp_t{CLNKLIB_FLOWCODE_SUCCESS, 0, UINT32_MAX, 2, {}};
+        rsp->returnedFlowId[0] = flow_addr(0, req->flowStartIndex % 16);
+        rsp->returnedFlowId[1] = flow_addr(0, (req->flowStartIndex + 1) % 16);
+        batches++;
+        return 0;
+    };
+    Outcome out = qos();
+    EXPECT_EQ(batches, 65535u);
+    expect_counts(out, 2 * 65534 + 1);
+    EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING), strings{"moca0: flow table full (16 slots), 131053 flows not stored"});
+}
+
+TEST_F(FlowsTest, SpinWaitsHundredMillisecondsOfWallClock) {
+    struct SpinCase {
+        int64_t start_us;
+        uint64_t jump_at;
+        uint64_t reads;   // clock reads of the one busy wait
+    };
+    const SpinCase cases[] = {
+        {1000000000LL * 1000000, UINT64_MAX, 101}, {1000000950000LL, UINT64_MAX, 101},
+        {1000000999999LL, UINT64_MAX, 101},        {1000000900000LL, UINT64_MAX, 101},
+        {1000000123456LL, 50, 152},   // clock set back an hour while waiting: wait afresh
+    };
+    start(network({{0, 1}}, 0));
+    for(const SpinCase& c : cases) {
+        SCOPED_TRACE(c.start_us);
+        fault(ojson::parse(R"({"op":"ListFlows","rc":0,"flowCode":8})"));
+        g_clock = FakeClock{true, c.start_us, 1000, 0, c.jump_at, -3600LL * 1000000};
+        Outcome out = qos();
+        g_clock.on = false;
+        EXPECT_EQ(g_clock.reads, c.reads);
+        EXPECT_EQ(infos_starting(out, "Timer:"), (strings{"Timer: Spin for 100ms...", "Timer: Spin done."}));
+        advance(10001);
+    }
+}
