@@ -10,6 +10,7 @@
 
 #include <amxc/amxc.h>
 #include <clnksim.h>
+#include <nolotrace.h>
 #include <nlohmann/json.hpp>
 
 namespace mxltest {
