@@ -75,8 +75,8 @@ struct rlapm_kind {
 };
 
 // "v,v,...,v" of the first `count` margin bytes, each capped at 60.
-void sapm_margin_text(char (&dst)[sizeof(mxl_moca_sapm_entry_t::phy_margin)], const uint8_t (&margins)[MAX_MINI_SAPM_MARGIN_LEN],
-                      uint32_t count) {
+void sapm_margin_text(char (&dst)[sizeof(mxl_moca_sapm_entry_t::phy_margin)],
+                      const uint8_t (&margins)[MAX_MINI_SAPM_MARGIN_LEN], uint32_t count) {
     // A capped value has at most two digits: the whole list fits with room to spare.
     static_assert(3 * MAX_MINI_SAPM_MARGIN_LEN < sizeof(dst));
     size_t used = 0;
@@ -164,9 +164,8 @@ int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_ent
         return rc;
     }
     typename K::cfg_t cfg;
-    rc = K::read(chip.h(), &cfg);
+    rc = chip.check(K::read(chip.h(), &cfg), K::read_op, site.func, site.file, site.line);
     if(rc != 0) {
-        MXL_LOG_AT(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", ifname, K::read_op, rc);
         return rc;
     }
     uint32_t mask = 0;
@@ -209,9 +208,8 @@ void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::
 template<class K>
 int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, const site_t& site) {
     typename K::cfg_t cfg;
-    int32_t rc = K::read(chip.h(), &cfg);
+    int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, site.func, site.file, site.line);
     if(rc != 0) {
-        MXL_LOG_AT(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", ifname, K::read_op, rc);
         return rc;
     }
     uint32_t mask = 0;
