@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr size_t default_buckets = 8;
+constexpr size_t default_buckets = 16;
 
 struct KeyBlock {
     KeyBlock* prev;
@@ -144,8 +144,9 @@ int ensure_room(amxc_htable_t* htable) {
     if(capacity == 0) {
         return rebuild(htable, default_buckets);
     }
+    // Past 75% load: small tables quadruple, large ones double.
     if((htable->items + 1) * 4 > capacity * 3) {
-        return rebuild(htable, capacity * 2);
+        return rebuild(htable, capacity < 256 ? capacity * 4 : capacity * 2);
     }
     return 0;
 }

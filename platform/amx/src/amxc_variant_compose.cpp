@@ -216,6 +216,9 @@ amxc_var_t* amxc_var_add_new_key(amxc_var_t* const var, const char* key) {
     if(var == nullptr || key == nullptr || *key == 0) {
         return nullptr;
     }
+    if(var->type_id != AMXC_VAR_ID_HTABLE && var->type_id != AMXC_VAR_ID_LIST) {
+        return nullptr;
+    }
     if(var->type_id == AMXC_VAR_ID_HTABLE && amxc_htable_contains(&var->data.vm, key)) {
         return nullptr;
     }
@@ -223,7 +226,9 @@ amxc_var_t* amxc_var_add_new_key(amxc_var_t* const var, const char* key) {
     if(amxc_var_new(&child) != 0) {
         return nullptr;
     }
-    if(amxc_var_set_key(var, key, child, AMXC_VAR_FLAG_DEFAULT) != 0) {
+    int rc = var->type_id == AMXC_VAR_ID_HTABLE ? amxc_htable_insert(&var->data.vm, key, &child->hit)
+                                                : amxc_var_set_key(var, key, child, AMXC_VAR_FLAG_DEFAULT);
+    if(rc != 0) {
         amxc_var_delete(&child);
     }
     return child;

@@ -49,8 +49,14 @@ void timer_free(amxc_llist_it_t* it) {
     free(timer_of(it));
 }
 
+// Frees the timers deleted since the last check. Live timers stay: an object
+// unloaded after this library may still delete its own.
 __attribute__((destructor)) void amxp_timers_release() {
-    amxc_llist_clean(&timers, timer_free);
+    amxc_llist_for_each(it, &timers) {
+        if(timer_of(it)->state == amxp_timer_deleted) {
+            amxc_llist_it_clean(it, timer_free);
+        }
+    }
 }
 
 } // namespace
