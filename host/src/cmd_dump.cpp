@@ -227,6 +227,11 @@ std::string below_dbm(uint64_t level) {
     return level == 0 ? std::string("0 dBm") : format("-%llu dBm", static_cast<unsigned long long>(level));
 }
 
+// The same in a table cell (unit in the header); a negative value is already signed.
+std::string level_cell(int64_t level) {
+    return level > 0 ? "-" + std::to_string(level) : std::to_string(level);
+}
+
 std::string duration(uint64_t seconds) {
     uint64_t d = seconds / 86400;
     uint64_t h = seconds / 3600 % 24;
@@ -260,10 +265,11 @@ void field(const char* label, const std::string& value) {
     std::printf("  %-24s %s\n", label, value.c_str());
 }
 
-// Columns of text, the first left-aligned, the others right-aligned unless marked.
+// Columns of text; align has one letter per column, 'l' for left-aligned,
+// anything else (or nothing) for right-aligned.
 class Table {
 public:
-    explicit Table(std::vector<std::string> header, std::string left = "") : left_(std::move(left)) {
+    explicit Table(std::vector<std::string> header, std::string align = "l") : align_(std::move(align)) {
         rows_.push_back(std::move(header));
     }
     void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
@@ -278,10 +284,10 @@ public:
         for(const auto& row : rows_) {
             std::string line = " ";
             for(size_t i = 0; i < row.size(); ++i) {
-                bool left_aligned = i < left_.size() && left_[i] == 'l';
+                bool left_aligned = i < align_.size() && align_[i] == 'l';
                 std::string cell = row[i];
                 std::string pad(width[i] - cell.size(), ' ');
-                line += " ";
+                line += i == 0 ? " " : "  ";
                 line += left_aligned ? cell + pad : pad + cell;
             }
             while(!line.empty() && line.back() == ' ') {
@@ -293,7 +299,7 @@ public:
 
 private:
     std::vector<std::vector<std::string>> rows_;
-    std::string left_;
+    std::string align_;
 };
 
 void print_interface(const json& doc) {
@@ -389,7 +395,7 @@ void print_nodes(const json& nodes) {
         return;
     }
     Table t({"node", "MAC address", "MoCA", "PHY tx", "PHY rx", "bcast tx", "rx power", "rx bcast", "SNR",
-             "TPC back-off", "flags"}, "lll");
+             "TPC back-off", "flags"}, "lllrrrrrrrl");
     t.add({"", "", "", "Mbps", "Mbps", "Mbps", "dBm", "dBm", "dB", "dB", ""});
     for(const auto& n : nodes) {
         std::string flags;
@@ -405,16 +411,15 @@ void print_nodes(const json& nodes) {
         if(flag(n, "QAM256Capable")) {
             flags += " qam256";
         }
-        uint64_t rx_power = num(n, "RxPowerLevel");
         t.add({u(num(n, "NodeID")), str(n, "MACAddress"), str(n, "HighestVersion"), u(num(n, "PHYTxRate")),
                u(num(n, "PHYRxRate")), u(num(n, "TxBcastRate")),
-               rx_power == 0 ? "0" : "-" + u(rx_power), std::to_string(snum(n, "RxBcastPowerLevel")),
+               level_cell(static_cast<int64_t>(num(n, "RxPowerLevel"))), level_cell(snum(n, "RxBcastPowerLevel")),
                u(num(n, "RxSNR")), u(num(n, "TxPowerControlReduction")), flags.empty() ? "" : flags.substr(1)});
     }
     t.print();
 
     std::printf("\n");
-    Table traffic({"node", "tx packets", "tx drops", "rx packets", "rx corrected", "rx errored+missed", "power state"});
+    Table traffic({"node", "tx packets", "tx drops", "rx packets", "rx corrected", "rx errored+missed", "power state"}, "lrrrrrl");
     for(const auto& n : nodes) {
         traffic.add({u(num(n, "NodeID")), u(num(n, "TxPackets")), u(num(n, "TxDrops")), u(num(n, "RxPackets")),
                      u(num(n, "RxCorrected")), u(num(n, "RxErroredAndMissedPackets")), str(n, "PowerState")});
