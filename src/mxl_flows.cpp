@@ -353,19 +353,6 @@ void mxl_flow_to_var(amxc_var_t* ret, const mxl_moca_flow_t& flow) {
     amxc_var_add_new_key_uint32_t(ret, "Dfid", flow.dfid);
 }
 
-// Lists the table again when its timer has run out. Returns the listing's
-// code, or 0 when the cached table is still fresh.
-int mxl_flows_refresh(mxl_moca_iface_t* moca_if, MXL_CALLER_SITE) {
-    if(mxl_cache_is_fresh(moca_if->flows_timer)) {
-        return 0;
-    }
-    int rc = mxl_get_flows(moca_if);
-    if(rc != 0) {
-        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "mxl_get_flows failed");
-    }
-    return rc;
-}
-
 } // namespace
 
 // Refreshes the cached flow table of `moca_if` from the chip.
@@ -375,11 +362,8 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
         return -1;
     }
     mxl_chip_t chip(moca_if->name);
-    if(int32_t rc = chip.open(); rc != 0) {
-        return rc;
-    }
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &local); rc != 0) {
+    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
         return rc;
     }
     moca_if->ingress_num_flows = 0;
@@ -399,7 +383,6 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
     return 0;
 }
 
-
 int mxl_qos_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     mxl_call_t call;
     if(mxl_prologue(MXL_FN_RETRIEVE_QOS, args, ret, &call) != 0) {
@@ -408,7 +391,7 @@ int mxl_qos_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get PQoS flows number for %s, timer state=%d", moca_if->name,
                  amxp_timer_get_state(moca_if->flows_timer));
-    int rc = mxl_flows_refresh(moca_if);
+    int rc = mxl_cache_refresh(moca_if, moca_if->flows_timer, mxl_get_flows, "mxl_get_flows failed");
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_uint32_t(ret, "EgressNumFlows", moca_if->egress_num_flows);
     amxc_var_add_new_key_uint32_t(ret, "IngressNumFlows", moca_if->ingress_num_flows);
@@ -423,7 +406,7 @@ int mxl_flow_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get flowId for id %d data for %s, timer state=%d", call.index, moca_if->name,
                  amxp_timer_get_state(moca_if->flows_timer));
-    int rc = mxl_flows_refresh(moca_if);
+    int rc = mxl_cache_refresh(moca_if, moca_if->flows_timer, mxl_get_flows, "mxl_get_flows failed");
     mxl_flow_to_var(ret, moca_if->flows[call.index]);
     return rc;
 }
