@@ -26,7 +26,11 @@ public:
     Reader(Session& session, std::string ifname) : session_(session), ifname_(std::move(ifname)) {}
 
     // The plain result of one call; failures are collected in errors().
-    json read(const std::string& function, uint32_t id = 0) {
+    // *ok tells whether the call returned 0.
+    json read(const std::string& function, uint32_t id = 0, bool* ok = nullptr) {
+        if(ok != nullptr) {
+            *ok = false;
+        }
         json args = json::object();
         args["InternalName"] = ifname_;
         if(id != 0) {
@@ -41,6 +45,8 @@ public:
         }
         if(rc != 0) {
             note(function, id, json(rc));
+        } else if(ok != nullptr) {
+            *ok = true;
         }
         return variant_to_plain_json(ret.get());
     }
@@ -50,7 +56,7 @@ public:
 
 private:
     void note(const std::string& function, uint32_t id, json what) {
-        // A walk that fails fails for every index alike: keep the first of each function.
+        // Keep the first failure of each function.
         for(const auto& e : errors_) {
             if(e["function"] == function) {
                 return;
@@ -142,7 +148,11 @@ json collect(Reader& r) {
         in_network.insert(num(doc["dynamic"], "NodeID"));
     }
     for(uint32_t id = 1; id <= max_nodes; ++id) {
-        json node = r.read("retrieve-node-info", id);
+        bool ok = false;
+        json node = r.read("retrieve-node-info", id, &ok);
+        if(!ok) {
+            break;      // the table could not be read: every further index fails alike
+        }
         if(flag(node, "Active")) {
             in_network.insert(id - 1);
             nodes.push_back(std::move(node));
@@ -152,7 +162,11 @@ json collect(Reader& r) {
 
     json mesh = json::array();
     for(uint32_t id = 1; id <= max_nodes * max_nodes; ++id) {
-        json cell = r.read("retrieve-mesh-info", id);
+        bool ok = false;
+        json cell = r.read("retrieve-mesh-info", id, &ok);
+        if(!ok) {
+            break;
+        }
         if(in_network.count((id - 1) / max_nodes) != 0 && in_network.count((id - 1) % max_nodes) != 0) {
             mesh.push_back(std::move(cell));
         }
@@ -161,7 +175,11 @@ json collect(Reader& r) {
 
     json bridges = json::array();
     for(uint32_t id = 1; id <= max_nodes; ++id) {
-        json bridge = r.read("retrieve-bridge-info", id);
+        bool ok = false;
+        json bridge = r.read("retrieve-bridge-info", id, &ok);
+        if(!ok) {
+            break;
+        }
         if(!str(bridge, "MACAddresses").empty()) {
             bridges.push_back(std::move(bridge));
         }
@@ -172,7 +190,11 @@ json collect(Reader& r) {
     uint64_t rlapm_count = num(r.read("retrieve-rlapm-number"), "RlapmNumberOfEntries");
     json rlapm_entries = json::array();
     for(uint64_t id = 1; id <= rlapm_count; ++id) {
-        rlapm_entries.push_back(r.read("retrieve-rlapm-info", static_cast<uint32_t>(id)));
+        bool ok = false;
+        rlapm_entries.push_back(r.read("retrieve-rlapm-info", static_cast<uint32_t>(id), &ok));
+        if(!ok) {
+            break;
+        }
     }
     rlapm["entries"] = rlapm_count;
     rlapm["rows"] = rlapm_rows(rlapm_entries);
@@ -182,7 +204,11 @@ json collect(Reader& r) {
     uint64_t sapm_count = num(r.read("retrieve-sapm-number"), "SapmNumberOfEntries");
     json sapm_entries = json::array();
     for(uint64_t id = 1; id <= sapm_count; ++id) {
-        sapm_entries.push_back(r.read("retrieve-sapm-info", static_cast<uint32_t>(id)));
+        bool ok = false;
+        sapm_entries.push_back(r.read("retrieve-sapm-info", static_cast<uint32_t>(id), &ok));
+        if(!ok) {
+            break;
+        }
     }
     sapm["entries"] = sapm_count;
     sapm["rows"] = std::move(sapm_entries);
@@ -191,8 +217,9 @@ json collect(Reader& r) {
     doc["qos"] = r.read("retrieve-qos-info");
     json flows = json::array();
     for(uint32_t id = 1; id <= max_flows; ++id) {
-        json flow = r.read("retrieve-flow-info", id);
-        if(str(flow, "FlowID").empty()) {
+        bool ok = false;
+        json flow = r.read("retrieve-flow-info", id, &ok);
+        if(!ok || str(flow, "FlowID").empty()) {
             break;
         }
         flows.push_back(std::move(flow));
