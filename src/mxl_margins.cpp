@@ -32,6 +32,15 @@ constexpr uint32_t min_u32(uint32_t a, uint32_t b) {
     return (a < b) ? a : b;
 }
 
+// The status of every entry a refill writes; a fixed copy, since a full RLAPM
+// refill writes it 8064 times.
+constexpr char ACTIVE[] = "active";
+template<size_t N>
+void mark_active(char (&status)[N]) {
+    static_assert(sizeof(ACTIVE) <= N);
+    memcpy(status, ACTIVE, sizeof(ACTIVE));
+}
+
 // ---- per-table traits ---------------------------------------------------------------------
 
 struct rlapm_kind {
@@ -64,7 +73,7 @@ struct rlapm_kind {
             e.freq = row.freq;
             e.garpl = min_u32(r, MOCA_RLAPM_GARPL_MAX_VALUE);
             e.phy_margin = min_u32(row.phymargin[r] / 2u, MOCA_RLAPM_PHY_MARGIN_MAX_VALUE);
-            mxl_copy(e.status, "active");
+            mark_active(e.status);
         }
     }
 
@@ -131,7 +140,7 @@ struct sapm_kind {
         e.profile = profile;
         e.freq = row.freq;
         e.aggr_rx_pwr_level_threshold = min_u32(row.threshold, MOCA_SAPM_ARPLTHLD_MAX_VALUE);
-        mxl_copy(e.status, "active");
+        mark_active(e.status);
     }
 
     static void report_level(amxc_var_t* ret, const entry_t& e) {

@@ -1,0 +1,97 @@
+// Shared pieces of the module's benchmarks: the module loaded like a host,
+// one registered function called with reused variants, the trace level, the
+// end of the tables' 10 s, and a main that sets the module up on a scenario.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <string>
+
+#include <amxc/amxc.h>
+#include <amxhost/amxhost.h>
+#include <amxp/amxp_timer.h>
+#include <clnksim.h>
+#include <nolotrace.h>
+#include <timerclock/timerclock.h>
+
+#include "mxl_test_env.h"
+
+namespace mxlbench {
+
+using mxltest::ojson;
+
+inline void discard(int, const char*, const char*, void*) {}
+
+// One registered function called the way a host does, reusing its variants.
+class Caller {
+public:
+    explicit Caller(const char* fn) : cb_(amxhost_get_callback("mxl", "moca-ctrl", fn)) {
+        amxc_var_init(&args_);
+        amxc_var_init(&ret_);
+        amxc_var_set_type(&args_, AMXC_VAR_ID_HTABLE);
+        amxc_var_add_new_key_cstring_t(&args_, "InternalName", "moca0");
+        id_ = amxc_var_add_new_key_uint32_t(&args_, "Id", 1);
+    }
+    ~Caller() {
+        amxc_var_clean(&args_);
+        amxc_var_clean(&ret_);
+    }
+    Caller(const Caller&) = delete;
+    Caller& operator=(const Caller&) = delete;
+
+    bool ok() const { return cb_ != nullptr; }
+    int operator()(uint32_t id = 1) {
+        amxc_var_set_uint32_t(id_, id);
+        return cb_("", &args_, &ret_);
+    }
+
+private:
+    amxm_callback_t cb_;
+    amxc_var_t args_;
+    amxc_var_t ret_;
+    amxc_var_t* id_ = nullptr;
+};
+
+// Info lines formatted (a debugging gateway) or dropped (the default).
+inline void set_trace(bool info_lines) {
+    noloTraceSetSink(discard, nullptr);
+    noloTraceSetLevel(info_lines ? TRACE_LEVEL_DEBUG : TRACE_LEVEL_WARNING);
+}
+
+// Lets every cached table's 10 s run out, as the host's event loop would, and
+// starts a fresh chip call log.
+inline void expire() {
+    timerclock_advance_ms(10001);
+    amxp_timers_calculate();
+    amxp_timers_check();
+    clnksim::clear_calls();
+}
+
+inline void per_iteration(benchmark::State& state, const char* name, size_t total) {
+    state.counters[name] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kAvgIterations);
+}
+
+// Loads the module on a virtual clock, the simulator with `scenario`, creates
+// moca0 and runs the registered benchmarks.
+inline int run(int argc, char** argv, const ojson& scenario) {
+    benchmark::Initialize(&argc, argv);
+    clnksim::reset();
+    timerclock_use_virtual(true);
+    std::string err;
+    if(!mxltest::load_module() || !clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) {
+        fprintf(stderr, "cannot set up the module: %s\n", err.c_str());
+        return 1;
+    }
+    noloTraceSetSink(discard, nullptr);
+    if(mxltest::call("create-moca-iface", {{"InternalName", "moca0"}}).rc != 0) {
+        fprintf(stderr, "cannot create moca0\n");
+        return 1;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    mxltest::unload_module();
+    return 0;
+}
+
+} // namespace mxlbench
