@@ -43,14 +43,6 @@ const BadScenario kBad[] = {
     {"margin byte", R"({"rlapm": {"profiles": {"0": {"tbl": {"5": {"phymargin": [1, 256]}}}}}})",
      "interfaces.moca0.rlapm.profiles.0.tbl.5.phymargin.1"},
     {"rlapm row 6", R"({"rlapm": {"profiles": {"0": {"tbl": {"6": {}}}}}})", "interfaces.moca0.rlapm.profiles.0.tbl.6"},
-    {"too many margins", R"({"sapm": {"profiles": {"0": {"tbl": {"0": {"phymargin": [)"
-                         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                         "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,"
-                         "0,0,0,0,0,0,0]}}}}}}",
-     "interfaces.moca0.sapm.profiles.0.tbl.0.phymargin: more than 256 items"},
     {"pass phrase of 18", R"({"config": {"mocaPassword": {"5": "123456789012345678"}}})",
      "interfaces.moca0.config.mocaPassword.5: pass phrase longer than 17"},
     {"pass phrase slot 8", R"({"config": {"mocaPassword": {"8": "1234"}}})", "interfaces.moca0.config.mocaPassword.8"},
