@@ -6,6 +6,7 @@
 //   {"unload": true} / {"load": true}                    -> {"log"}
 // A line that can't be carried out gets {"error": "..."}; the script goes on.
 #include <array>
+#include <exception>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -263,6 +264,8 @@ int run_script(const Options& opt) {
             result = runner.run_line(json::parse(text));
         } catch(const json::exception& e) {
             result = error_line(std::string("malformed line: ") + e.what());
+        } catch(const std::exception& e) {
+            result = error_line(e.what());
         }
         std::string out = to_line(result);
         std::fwrite(out.data(), 1, out.size(), stdout);
