@@ -110,7 +110,16 @@ TEST_F(ScenarioTest, NumbersInEveryNotationReachTheRecords) {
 TEST_F(ScenarioTest, StateReloadsToItself) {
     std::string err;
     ASSERT_TRUE(clnksim::load_file(SIM_EXAMPLES_DIR "/home-network.json", &err)) << err;
+    // A pass phrase written with bytes that are no text still shows, and reloads.
+    ClnkLib_Handle_t h = open();
+    ClnkLib_ClnkCfgV2_t cfg{};
+    std::memcpy(cfg.mocaPassword[2], "\xff\x01" "abc", 5);
+    clnk_param_mask_t mask{};
+    SET_PARAM_BIT(&mask, OPT_MOCA_PASSWD_D_HI);
+    ASSERT_EQ(ClnkLib_SetClnkCfgV2Params(&h, &mask, &cfg), CLNK_OK);
+    ClnkLib_Close(&h);
     const ordered_json first = clnksim::state_ordered();
+    EXPECT_EQ(first["interfaces"]["moca0"]["config"]["mocaPassword"]["2"], json::parse("[255, 1, 97, 98, 99]"));
     ASSERT_TRUE(clnksim::load_ordered(first, &err)) << err;
     EXPECT_EQ(clnksim::state_ordered(), first);
     // Absent is zero: a minimal interface shows only its three switches.

@@ -140,6 +140,14 @@ void tidy_password(uint8_t* slot) {
     std::memset(slot + len, 0, CLNK_PASSWORD_LEN - len);
 }
 
+// The interface name as the caller gave it, as JSON text (bytes that are not UTF-8 replaced).
+json name_arg(const char* name) {
+    if(name == nullptr) {
+        return json(nullptr);
+    }
+    return json::parse(json(std::string(name)).dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
 bool same_address(const ClnkLib_MacAddr_t& a, uint32_t hi, uint32_t lo) {
     return a.hi == hi && (a.lo & 0xFFFF0000u) == (lo & 0xFFFF0000u);
 }
@@ -155,7 +163,7 @@ int32_t ClnkLib_OpenByName(ClnkLib_Handle_t* pHandle, const char* ifName) {
         *pHandle = ClnkLib_Handle_t{};
         pHandle->slot = -1;
     }
-    json args = json::array({ifName != nullptr ? json(ifName) : json(nullptr)});
+    json args = json::array({name_arg(ifName)});
     return run("ClnkLib_OpenByName", std::move(args), [&](const FaultHit&) -> int32_t {
         if(pHandle == nullptr || ifName == nullptr) {
             return CLNK_ERR_BAD_PARAM;

@@ -119,9 +119,26 @@ FaultHit take_fault(const std::string& op) {
 using detail::ojson;
 using detail::sim;
 
+namespace {
+
+// Runs `body`, turning a JSON library exception (text that is not UTF-8, ...) into an error.
+template <typename Body>
+bool guarded(std::string* err, const char* what, Body&& body) {
+    try {
+        return body();
+    } catch(const nlohmann::json::exception& e) {
+        if(err != nullptr) {
+            *err = std::string(what) + ": " + e.what();
+        }
+        return false;
+    }
+}
+
+}  // namespace
+
 bool load(const nlohmann::json& scenario, std::string* err) {
     // nlohmann::json keeps object keys sorted: the interfaces come in name order.
-    return detail::load_state(ojson::parse(scenario.dump()), err);
+    return guarded(err, "scenario", [&] { return detail::load_state(ojson::parse(scenario.dump()), err); });
 }
 
 bool load_ordered(const nlohmann::ordered_json& scenario, std::string* err) {
@@ -137,9 +154,11 @@ bool load_file(const std::string& path, std::string* err) {
 }
 
 bool patch(const nlohmann::json& merge_patch, std::string* err) {
-    ojson current = detail::encode_scenario(sim().state);
-    current.merge_patch(ojson::parse(merge_patch.dump()));
-    return detail::load_state(current, err);
+    return guarded(err, "scenario", [&] {
+        ojson current = detail::encode_scenario(sim().state);
+        current.merge_patch(ojson::parse(merge_patch.dump()));
+        return detail::load_state(current, err);
+    });
 }
 
 nlohmann::json state() {
@@ -178,6 +197,12 @@ bool arm_fault(const Fault& fault, std::string* err) {
 }
 
 bool arm_fault(const nlohmann::json& fault, std::string* err) {
+    return guarded(err, "fault", [&] { return detail::arm_fault_json(fault, err); });
+}
+
+namespace detail {
+
+bool arm_fault_json(const nlohmann::json& fault, std::string* err) {
     auto fail = [err](const std::string& path, const std::string& what) {
         if(err != nullptr) {
             *err = path + ": " + what;
@@ -191,7 +216,7 @@ bool arm_fault(const nlohmann::json& fault, std::string* err) {
     bool have_op = false;
     for(const auto& [key, v] : fault.items()) {
         const std::string path = "fault." + key;
-        const ojson value = ojson::parse(v.dump());
+        const ojson value = ojson::parse(v.dump());   // the number parser reads ordered JSON
         std::string why;
         int64_t s = 0;
         uint64_t u = 0;
@@ -224,8 +249,10 @@ bool arm_fault(const nlohmann::json& fault, std::string* err) {
     if(!have_op) {
         return fail("fault.op", "missing");
     }
-    return arm_fault(f, err);
+    return clnksim::arm_fault(f, err);
 }
+
+}  // namespace detail
 
 void clear_faults() {
     sim().faults.clear();

@@ -331,20 +331,53 @@ bool num_value(const ojson& v, unsigned bits, const std::string& path, std::stri
             return x != 0 ? ojson(x) : ojson();                                                   \
         })
 
+// A pass phrase slot: text of at most 17 characters, or (for bytes that are not
+// printable ASCII, as a caller may write them) an array of at most 17 byte values.
 bool set_password(uint8_t* slot, const ojson& v, const std::string& path, std::string* err) {
-    if(!v.is_string()) {
+    uint8_t bytes[CLNK_PASSWORD_LEN] = {};
+    size_t len = 0;
+    if(v.is_string()) {
+        const auto& s = v.get_ref<const std::string&>();
+        if(s.size() > CLNK_PASSWORD_LEN - 1) {
+            return fail(err, path, "pass phrase longer than 17 characters");
+        }
+        len = s.size();
+        std::memcpy(bytes, s.data(), len);
+    } else if(v.is_array()) {
+        if(v.size() > CLNK_PASSWORD_LEN - 1) {
+            return fail(err, path, "pass phrase longer than 17 characters");
+        }
+        for(; len < v.size(); ++len) {
+            uint64_t u = 0;
+            if(!num_value(v[len], 8, join(path, std::to_string(len)), err, &u)) {
+                return false;
+            }
+            bytes[len] = static_cast<uint8_t>(u);
+        }
+    } else {
         return fail(err, path, "expected a pass phrase text");
     }
-    const auto& s = v.get_ref<const std::string&>();
-    if(s.size() > CLNK_PASSWORD_LEN - 1) {
-        return fail(err, path, "pass phrase longer than 17 characters");
-    }
-    if(s.find('\0') != std::string::npos) {
+    if(std::memchr(bytes, 0, len) != nullptr) {
         return fail(err, path, "pass phrase holds a NUL character");
     }
-    std::memset(slot, 0, CLNK_PASSWORD_LEN);
-    std::memcpy(slot, s.data(), s.size());
+    std::memcpy(slot, bytes, CLNK_PASSWORD_LEN);
     return true;
+}
+
+ojson password_json(const uint8_t* slot) {
+    const size_t len = strnlen(reinterpret_cast<const char*>(slot), CLNK_PASSWORD_LEN);
+    bool printable = true;
+    for(size_t i = 0; i < len; ++i) {
+        printable = printable && slot[i] >= 0x20 && slot[i] <= 0x7e;
+    }
+    if(printable) {
+        return std::string(reinterpret_cast<const char*>(slot), len);
+    }
+    ojson bytes = ojson::array();
+    for(size_t i = 0; i < len; ++i) {
+        bytes.push_back(slot[i]);
+    }
+    return bytes;
 }
 
 bool for_each_index(const ojson& v, size_t count, const std::string& path, std::string* err,
@@ -371,10 +404,8 @@ const Desc kConfig{{
             const auto* cfg = static_cast<const ClnkLib_ClnkCfgV2_t*>(r);
             ojson out = ojson::object();
             for(size_t i = 0; i < CLNK_NUM_PASSWORDS; ++i) {
-                const char* text = reinterpret_cast<const char*>(cfg->mocaPassword[i]);
-                size_t len = strnlen(text, CLNK_PASSWORD_LEN);
-                if(len > 0) {
-                    out[std::to_string(i)] = std::string(text, len);
+                if(cfg->mocaPassword[i][0] != 0) {
+                    out[std::to_string(i)] = password_json(cfg->mocaPassword[i]);
                 }
             }
             return out.empty() ? ojson() : out;

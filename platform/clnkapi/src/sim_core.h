@@ -38,4 +38,7 @@ FaultHit take_fault(const std::string& op);
 // or not faultable.
 std::string faultable_op(const std::string& name);
 
+// The script form of a fault, checked and armed.
+bool arm_fault_json(const nlohmann::json& fault, std::string* err);
+
 }  // namespace clnksim::detail
