@@ -253,7 +253,7 @@ std::vector<LogLine> take_log() {
 
 void sim(const ojson& scenario) {
     std::string err;
-    ASSERT_TRUE(clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) << err;
+    ASSERT_TRUE(clnksim::load_ordered(scenario, &err)) << err;
 }
 
 void fault(const ojson& f) {
