@@ -1,4 +1,5 @@
 // "call": one function of the module, its result code and result variant.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 

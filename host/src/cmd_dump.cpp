@@ -658,8 +658,7 @@ int run_dump(const Options& opt) {
         return 1;
     }
     Reader reader(session, opt.ifname);
-    json create = reader.read("create-moca-iface");
-    (void) create;
+    reader.read("create-moca-iface");
     if(!reader.errors().empty()) {
         std::fprintf(stderr, "moca-host: create-moca-iface for %s failed: %s\n", opt.ifname.c_str(),
                      to_line(reader.errors()[0]).c_str());
