@@ -289,7 +289,7 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
               0u);
     const LogLine& error = out.log[1];
     EXPECT_EQ(error.level, TRACE_LEVEL_ERROR);
-    EXPECT_EQ(error.zone, "");
+    EXPECT_EQ(error.zone, "korvane");
     EXPECT_EQ(error.mark, "x");
     EXPECT_EQ(error.func, "mxl_iface_destroy");
 }

@@ -13,18 +13,12 @@
 #include <nolotrace.h>
 #include <nlohmann/json.hpp>
 
+#include "tracelog.h"
+
 namespace mxltest {
 
 using ojson = nlohmann::ordered_json;
-
-struct LogLine {
-    int level = 0;
-    std::string zone;   // as the trace facility got it ("" for noloTrace)
-    std::string mark;
-    std::string msg;
-    std::string func;
-    std::string line;   // the whole framed line
-};
+using LogLine = host::TraceLine;    // level, zone, mark, msg, func and the whole line
 
 // The outcome of one registered-function call.
 struct Outcome {
@@ -42,13 +36,6 @@ struct Outcome {
     std::vector<std::pair<std::string, std::string>> keys() const;
     const ojson& value(const std::string& key) const;  // the untyped value of a key
 };
-
-// Converts a JSON value to a variant: object → htable (in order), string →
-// cstring, bool, non-negative integer → uint32 (uint64 when larger), negative →
-// int32 (int64), array → list, null → null variant.
-void json_to_var(const ojson& json, amxc_var_t* var);
-// [type, value] form of a variant; htable keys in insertion order.
-ojson var_to_json(const amxc_var_t* var);
 
 // Loads and unloads the module (path compiled in as MXL_MODULE_PATH).
 bool load_module();
