@@ -175,6 +175,14 @@ struct mxl_chip_t {
 // of the network. Returns 0 or the code of the failing request, logged once;
 // `chip.opened` tells an open failure from a failed read.
 int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, MXL_CALLER_SITE);
+// The start of a cached table's refill: without a record "moca_if is NULL"
+// and -1; otherwise as mxl_chip_open_local. The guard is made for the
+// record's name (mxl_refill_chip_name).
+int32_t mxl_refill_start(const mxl_moca_iface_t* moca_if, mxl_chip_t& chip, ClnkLib_LocalInfo_t* local,
+                         MXL_CALLER_SITE);
+inline const char* mxl_refill_chip_name(const mxl_moca_iface_t* moca_if) {
+    return (moca_if != nullptr) ? moca_if->name : nullptr;
+}
 
 // ---- text helpers -----------------------------------------------------------------------------
 // Copies at most N-1 characters and always terminates. A NULL source gives "".

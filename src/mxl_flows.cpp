@@ -357,13 +357,9 @@ void mxl_flow_to_var(amxc_var_t* ret, const mxl_moca_flow_t& flow) {
 
 // Refreshes the cached flow table of `moca_if` from the chip.
 int mxl_get_flows(mxl_moca_iface_t* moca_if) {
-    if(moca_if == nullptr) {
-        mxl_log_error("moca_if is NULL");
-        return -1;
-    }
-    mxl_chip_t chip(moca_if->name);
+    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
+    if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
     }
     moca_if->ingress_num_flows = 0;

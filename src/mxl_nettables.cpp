@@ -340,13 +340,9 @@ int32_t fill_bridges(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_
 // ---- associated nodes ---------------------------------------------------------------------
 
 int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
-    if(moca_if == nullptr) {
-        mxl_log_error("moca_if is NULL");
-        return -1;
-    }
-    mxl_chip_t chip(moca_if->name);
+    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
+    if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
     }
     memset(moca_if->nodes, 0, sizeof(moca_if->nodes));
@@ -415,13 +411,9 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
 // ---- bridge tables ------------------------------------------------------------------------
 
 int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
-    if(moca_if == nullptr) {
-        mxl_log_error("moca_if is NULL");
-        return -1;
-    }
-    mxl_chip_t chip(moca_if->name);
+    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
     ClnkLib_LocalInfo_t local{};
-    if(int32_t rc = mxl_chip_open_local(chip, &local); rc != 0) {
+    if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
     }
     memset(moca_if->bridges, 0, sizeof(moca_if->bridges));

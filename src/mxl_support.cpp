@@ -91,3 +91,12 @@ void mxl_mac_text(char (&dst)[MOCA_MAC_TEXT_LEN], uint32_t hi, uint32_t lo) {
 void mxl_version_text(char (&dst)[16], uint32_t moca_ver) {
     mxl_format(dst, "%d.%d", static_cast<int>((moca_ver >> 4) & 0xF), static_cast<int>(moca_ver & 0xF));
 }
+
+int32_t mxl_refill_start(const mxl_moca_iface_t* moca_if, mxl_chip_t& chip, ClnkLib_LocalInfo_t* local,
+                         const char* site_func, const char* site_file, int site_line) {
+    if(moca_if == nullptr) {
+        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "moca_if is NULL");
+        return -1;
+    }
+    return mxl_chip_open_local(chip, local, site_func, site_file, site_line);
+}
