@@ -137,23 +137,8 @@ json ScriptRunner::do_call(const json& line) {
     amxc_var_t* args_ptr = line.contains("args") ? args.get() : nullptr;
     amxc_var_t* ret_ptr = with_ret ? ret.get() : nullptr;
 
-    session_.trace().clear();
-    chip::clear_calls();
-    int rc = 0;
-    if(!session_.module().call(name, args_ptr, ret_ptr, &rc, &err)) {
-        return error_line(err);
-    }
-    if(with_loop) {
-        loop_pass();
-    }
-
-    json out = json::object();
-    out["rc"] = rc;
-    out["ret"] = variant_to_typed_json(ret_ptr);
-    out["log"] = trace_lines_to_json(session_.trace().take());
-    out["chip"] = chip::take_calls();
-    out["handles"] = chip::open_handles();
-    return out;
+    json out = session_.traced_call(name, args_ptr, ret_ptr, with_loop, &err);
+    return out.is_null() ? error_line(err) : out;
 }
 
 json ScriptRunner::do_advance(const json& line) {

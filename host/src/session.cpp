@@ -45,4 +45,24 @@ bool Session::call(const std::string& function, const json& args, amxc_var_t* re
     return true;
 }
 
+json Session::traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop,
+                          std::string* err) {
+    trace_.clear();
+    chip::clear_calls();
+    int rc = 0;
+    if(!module_.call(function, args, ret, &rc, err)) {
+        return json();
+    }
+    if(loop) {
+        loop_pass();
+    }
+    json out = json::object();
+    out["rc"] = rc;
+    out["ret"] = variant_to_typed_json(ret);
+    out["log"] = trace_lines_to_json(trace_.take());
+    out["chip"] = chip::take_calls();
+    out["handles"] = chip::open_handles();
+    return out;
+}
+
 } // namespace host

@@ -25,6 +25,12 @@ public:
     // followed by one event-loop pass. Returns false when the function is missing.
     bool call(const std::string& function, const json& args, amxc_var_t* ret, int* rc, std::string* err);
 
+    // One call as a script line reports it: {"rc", "ret", "log", "chip", "handles"},
+    // with the trace lines and chip calls made by this call alone. args or ret may
+    // be NULL; loop runs one event-loop pass after the call. Returns null JSON
+    // (and sets *err) when the module is not loaded or lacks the function.
+    json traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop, std::string* err);
+
 private:
     const Options& opt_;
     TraceCapture trace_;

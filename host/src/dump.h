@@ -1,0 +1,57 @@
+// "dump": the calls a data-model host makes to show one interface, and their two renderings.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "varjson.h"
+
+namespace host {
+
+// One call of the walk: the script line that makes it and what the script
+// would answer ({"rc", "ret", "log", "chip", "handles"}).
+struct DumpCall {
+    std::string function;
+    uint32_t id = 0;            // the "Id" argument; 0 when the call takes none
+    json args;                  // argument form
+    json result;                // null when the host could not make the call
+    std::string host_error;     // why, in that case
+
+    bool ok() const { return result.is_object() && result["rc"] == 0; }
+    int rc() const { return result.is_object() ? result["rc"].get<int>() : -1; }
+    size_t chip_calls() const { return result.is_object() ? result["chip"].size() : 0; }
+    // The typed result ([TYPE, VALUE]); ["null", null] when there is none.
+    const json& ret() const;
+    // The typed value of one key of an htable result, or nullptr.
+    const json* key(const std::string& name) const;
+};
+
+struct DumpRun {
+    std::string ifname;
+    std::vector<DumpCall> calls;    // in call order
+    double elapsed_ms = 0;
+
+    const DumpCall* find(const std::string& function, uint32_t id = 0) const;
+    std::vector<const DumpCall*> all(const std::string& function) const;
+    size_t failures() const;
+    size_t chip_calls() const;
+};
+
+// Per function, in order of first call: calls, failed calls, chip calls.
+struct DumpTally {
+    std::string function;
+    size_t calls = 0;
+    size_t failed = 0;
+    size_t chip_calls = 0;
+};
+std::vector<DumpTally> tally(const DumpRun& run);
+
+// The JSON document: {"interface", "calls": [...], "summary": {...}}, one call per line.
+void print_dump_json(const DumpRun& run, std::FILE* out);
+
+// The same for people: data-model paths and values, tables as matrices and summaries.
+void print_dump_text(const DumpRun& run, std::FILE* out);
+
+} // namespace host

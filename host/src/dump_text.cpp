@@ -1,0 +1,500 @@
+// The dump for people: one "path  value unit" line per parameter, in the order of
+// the gateway's MoCA data model, with the mesh as a matrix and the margin tables
+// summarised. Failed calls show where their data would be, with the module's error.
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dump.h"
+
+namespace host {
+
+namespace {
+
+constexpr size_t page_width = 100;
+constexpr size_t max_path_width = 60;
+constexpr int error_level = 100;
+constexpr int warning_level = 200;
+
+// Data-model order of the interface's own parameters and of its statistics;
+// keys not listed follow in the order the module reports them.
+const std::vector<std::string> interface_order{
+    "Enable", "Status", "FirmwareVersion", "MaxBitRate", "MaxIngressBW", "MaxEgressBW", "HighestVersion",
+    "CurrentVersion", "NetworkCoordinator", "NodeID", "PreferredNC", "BackupNC", "PrivacyEnabledSetting",
+    "PrivacyEnabled", "FreqCapabilityMask", "FreqCurrentMaskSetting", "FreqCurrentMask", "CurrentOperFreq",
+    "LastOperFreq", "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NetworkTabooMask",
+    "NodeTabooMask", "TxBcastRate", "TxBcastPowerReduction", "QAM256Capable", "PacketAggregationCapability"};
+const std::vector<std::string> stats_order{
+    "BytesSent", "BytesReceived", "PacketsSent", "PacketsReceived", "ErrorsSent", "ErrorsReceived",
+    "UnicastPacketsSent", "UnicastPacketsReceived", "DiscardPacketsSent", "DiscardPacketsReceived",
+    "MulticastPacketsSent", "MulticastPacketsReceived", "BroadcastPacketsSent", "BroadcastPacketsReceived",
+    "UnknownProtoPacketsReceived"};
+
+// Units of the keys whose values carry one. Receive levels that the chip gives
+// as magnitudes below 0 dBm are marked "-dBm".
+const std::map<std::string, std::string, std::less<>> units{
+    {"MaxBitRate", "Mbps"}, {"MaxIngressBW", "Mbps"}, {"MaxEgressBW", "Mbps"}, {"TxBcastRate", "Mbps"},
+    {"PHYTxRate", "Mbps"}, {"PHYRxRate", "Mbps"}, {"PowerCntlPhyTarget", "Mbps"}, {"TpcTargetRateNper", "Mbps"},
+    {"TxRate", "Mbps"}, {"TxRateNper", "Mbps"}, {"TxRateVlper", "Mbps"},
+    {"CurrentOperFreq", "MHz"}, {"LastOperFreq", "MHz"}, {"Frequency", "MHz"},
+    {"PrimaryChannelOffset", "MHz"}, {"SecondaryChannelOffset", "MHz"},
+    {"TxPowerLimit", "dBm"}, {"BeaconPowerLimit", "dBm"}, {"RxBcastPowerLevel", "dBm"},
+    {"RxPowerLevel", "-dBm"}, {"AggrRxPwrLevelThreshold", "-dBm"}, {"GlobalAggrRxPwrLevel", "-dBm"},
+    {"TxBcastPowerReduction", "dB"}, {"TxPowerControlReduction", "dB"}, {"RxSNR", "dB"},
+    {"MaxRate", "kbps"}, {"MaximumLatency", "ms"}, {"LeaseTime", "s"}, {"LeaseTimeLeft", "s"}, {"LinkUpTime", "s"}};
+
+std::string format(const char* fmt, auto... args) {
+    char buffer[256];
+    std::snprintf(buffer, sizeof(buffer), fmt, args...);
+    return buffer;
+}
+
+std::string duration(uint64_t seconds) {
+    auto part = [](uint64_t v) { return static_cast<unsigned long long>(v); };
+    return format("%llud %02lluh %02llum %02llus", part(seconds / 86400), part(seconds / 3600 % 24),
+                  part(seconds / 60 % 60), part(seconds % 60));
+}
+
+// A level given as its magnitude below 0 dBm, as people write it.
+std::string below_dbm(uint64_t magnitude) {
+    return magnitude == 0 ? std::string("0 dBm") : format("-%llu dBm", static_cast<unsigned long long>(magnitude));
+}
+
+bool is_text_type(const std::string& type) {
+    return type == "cstring" || type == "csv_string" || type == "ssv_string";
+}
+
+// A typed value as text: numbers and booleans as JSON writes them, text as it
+// is ("" when empty), with the key's unit.
+std::string shown(std::string_view key, const json& typed) {
+    const std::string type = typed[0].get<std::string>();
+    const json& value = typed[1];
+    if(is_text_type(type)) {
+        std::string text = value.get<std::string>();
+        return text.empty() ? "\"\"" : text;
+    }
+    std::string text = value.is_null() ? "(null)" : to_line(value);
+    auto unit = units.find(key);
+    if(unit == units.end() || !value.is_number()) {
+        return text;
+    }
+    if(unit->second == "-dBm") {
+        return value.is_number_unsigned() ? text + " (" + below_dbm(value.get<uint64_t>()) + ")" : text + " dBm";
+    }
+    if(key == "LinkUpTime" && value.is_number_unsigned()) {
+        return text + " s (" + duration(value.get<uint64_t>()) + ")";
+    }
+    return text + " " + unit->second;
+}
+
+uint64_t number(const DumpCall& c, const char* key) {
+    const json* v = c.key(key);
+    return v != nullptr && (*v)[1].is_number_unsigned() ? (*v)[1].get<uint64_t>() : 0;
+}
+
+std::string text(const DumpCall& c, const char* key) {
+    const json* v = c.key(key);
+    return v != nullptr && (*v)[1].is_string() ? (*v)[1].get<std::string>() : std::string();
+}
+
+bool flag(const DumpCall& c, const char* key) {
+    const json* v = c.key(key);
+    return v != nullptr && (*v)[1].is_boolean() && (*v)[1].get<bool>();
+}
+
+std::vector<std::string> split(const std::string& s, char sep) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    while(!s.empty()) {
+        size_t end = s.find(sep, start);
+        out.push_back(s.substr(start, end == std::string::npos ? std::string::npos : end - start));
+        if(end == std::string::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    return out;
+}
+
+// Greedy fill of width columns, breaking after the commas of a list, or
+// after blanks in text without commas.
+std::vector<std::string> wrap(const std::string& value, size_t width) {
+    std::vector<std::string> lines{""};
+    const char* breaks = value.find(',') != std::string::npos ? "," : " ";
+    size_t start = 0;
+    while(start < value.size()) {
+        size_t end = value.find_first_of(breaks, start);
+        end = end == std::string::npos ? value.size() : end + 1;
+        std::string word = value.substr(start, end - start);
+        if(!lines.back().empty() && lines.back().size() + word.size() > width) {
+            while(!lines.back().empty() && lines.back().back() == ' ') {
+                lines.back().pop_back();
+            }
+            lines.emplace_back();
+            while(!word.empty() && word.front() == ' ') {
+                word.erase(0, 1);
+            }
+        }
+        lines.back() += word;
+        start = end;
+    }
+    return lines;
+}
+
+// A section: path/value rows aligned on one column, and free lines, in order.
+class Section {
+public:
+    Section(std::FILE* out, const std::string& title, const std::string& about = "") : out_(out) {
+        std::fprintf(out_, "\n# %s\n", title.c_str());
+        if(!about.empty()) {
+            std::fprintf(out_, "# %s\n", about.c_str());
+        }
+    }
+    ~Section() { flush(); }
+    Section(const Section&) = delete;
+    Section& operator=(const Section&) = delete;
+
+    void row(std::string path, std::string value) { rows_.push_back({std::move(path), std::move(value), true}); }
+    void line(std::string text) { rows_.push_back({std::move(text), "", false}); }
+
+private:
+    struct Row {
+        std::string path;
+        std::string value;
+        bool aligned;
+    };
+
+    void flush() {
+        size_t width = 0;
+        for(const auto& r : rows_) {
+            width = r.aligned ? std::max(width, std::min(r.path.size(), max_path_width)) : width;
+        }
+        for(const auto& r : rows_) {
+            if(!r.aligned) {
+                std::fprintf(out_, "%s\n", r.path.c_str());
+                continue;
+            }
+            size_t column = std::max(width, r.path.size()) + 2;
+            std::vector<std::string> lines = wrap(r.value, page_width > column + 20 ? page_width - column : 20);
+            std::fprintf(out_, "%-*s%s\n", static_cast<int>(column), r.path.c_str(), lines[0].c_str());
+            for(size_t i = 1; i < lines.size(); ++i) {
+                std::fprintf(out_, "%*s%s\n", static_cast<int>(column), "", lines[i].c_str());
+            }
+        }
+        rows_.clear();
+    }
+
+    std::FILE* out_;
+    std::vector<Row> rows_;
+};
+
+std::string call_label(const DumpCall& c) {
+    return c.id == 0 ? c.function : c.function + " Id=" + std::to_string(c.id);
+}
+
+// What went wrong in a call, and the warnings of one that worked: "!" lines for
+// failures with the module's error lines, "~" lines for warnings.
+void notes(Section& s, const DumpCall& c) {
+    if(!c.result.is_object()) {
+        s.line("! " + call_label(c) + ": " + c.host_error);
+        return;
+    }
+    std::vector<std::string> errors;
+    for(const auto& entry : c.result["log"]) {
+        int level = entry["level"].get<int>();
+        std::string what = entry["msg"].get<std::string>() + " (" + entry["func"].get<std::string>() + ")";
+        if(level <= error_level) {
+            errors.push_back(what);
+        } else if(level <= warning_level) {
+            s.line("~ " + call_label(c) + ": " + what);
+        }
+    }
+    if(c.ok()) {
+        return;
+    }
+    std::string head = "! " + call_label(c) + ": rc " + std::to_string(c.rc());
+    if(c.id != 0) {
+        head += ", the walk of this table stopped here";
+    }
+    s.line(head);
+    for(const auto& e : errors) {
+        s.line("!   " + e);
+    }
+}
+
+void notes(Section& s, const DumpRun& run, std::initializer_list<const char*> functions) {
+    for(const auto& c : run.calls) {
+        if(std::find(functions.begin(), functions.end(), c.function) != functions.end()) {
+            notes(s, c);
+        }
+    }
+}
+
+// The keys of the reports, the listed ones first, each key once.
+void rows(Section& s, const std::string& prefix, const std::vector<const DumpCall*>& reports,
+          const std::vector<std::string>& order) {
+    std::set<std::string> done;
+    auto put = [&](const std::string& key, const json& typed) {
+        if(done.insert(key).second) {
+            s.row(prefix + key, shown(key, typed));
+        }
+    };
+    for(const auto& key : order) {
+        for(const DumpCall* r : reports) {
+            if(const json* v = r != nullptr ? r->key(key) : nullptr) {
+                put(key, *v);
+                break;
+            }
+        }
+    }
+    for(const DumpCall* r : reports) {
+        if(r != nullptr && r->ret()[0] == "htable") {
+            for(const auto& [key, typed] : r->ret()[1].items()) {
+                put(key, typed);
+            }
+        }
+    }
+}
+
+std::string range_label(uint32_t first, uint32_t last) {
+    return first == last ? std::to_string(first) : std::to_string(first) + "-" + std::to_string(last);
+}
+
+std::string walked(const DumpRun& run, const char* function) {
+    auto calls = run.all(function);
+    return calls.empty() ? std::string(function) + " not called"
+                         : std::string(function) + " " + range_label(calls.front()->id, calls.back()->id);
+}
+
+void print_header(const DumpRun& run, std::FILE* out) {
+    auto answer = [&](const char* function) {
+        const DumpCall* c = run.find(function);
+        return c != nullptr && c->ok() ? shown("", c->ret()) : std::string("?");
+    };
+    std::fprintf(out, "MoCA interface %s (is-present %s, is-available %s)\n", run.ifname.c_str(),
+                 answer("is-present").c_str(), answer("is-available").c_str());
+    const DumpCall* create = run.find("create-moca-iface");
+    if(create != nullptr && !create->ok()) {
+        Section s(out, "Interface record (create-moca-iface)");
+        notes(s, *create);
+    }
+}
+
+void print_interface(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + "  (retrieve-static-info, retrieve-cfg-info, retrieve-dyn-info)");
+    notes(s, run, {"is-present", "is-available", "retrieve-static-info", "retrieve-cfg-info", "retrieve-dyn-info"});
+    rows(s, base + ".",
+         {run.find("retrieve-static-info"), run.find("retrieve-cfg-info"), run.find("retrieve-dyn-info")},
+         interface_order);
+}
+
+void print_stats(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".Stats  (retrieve-stats-info)");
+    notes(s, run, {"retrieve-stats-info"});
+    rows(s, base + ".Stats.", {run.find("retrieve-stats-info")}, stats_order);
+}
+
+void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".QoS  (retrieve-qos-info, " + walked(run, "retrieve-flow-info") + ")",
+              "flows listed; instance = Id");
+    notes(s, run, {"retrieve-qos-info", "retrieve-flow-info"});
+    rows(s, base + ".QoS.", {run.find("retrieve-qos-info")}, {});
+    for(const DumpCall* f : run.all("retrieve-flow-info")) {
+        if(f->ok() && !text(*f, "FlowID").empty()) {
+            rows(s, base + ".QoS.FlowStats." + std::to_string(f->id) + ".", {f}, {});
+        }
+    }
+}
+
+void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".AssociatedDevice  (" + walked(run, "retrieve-node-info") + ")",
+              "active nodes; instance = Id = node id + 1");
+    notes(s, run, {"retrieve-node-info"});
+    for(const DumpCall* n : run.all("retrieve-node-info")) {
+        if(n->ok() && flag(*n, "Active")) {
+            rows(s, base + ".AssociatedDevice." + std::to_string(n->id) + ".", {n}, {});
+        }
+    }
+}
+
+// The node ids in the network: this node and the active associated nodes.
+std::vector<uint64_t> network_nodes(const DumpRun& run) {
+    std::set<uint64_t> ids;
+    const DumpCall* dyn = run.find("retrieve-dyn-info");
+    if(dyn != nullptr && dyn->ok() && text(*dyn, "Status") == "Up") {
+        ids.insert(number(*dyn, "NodeID"));
+    }
+    for(const DumpCall* n : run.all("retrieve-node-info")) {
+        if(n->ok() && flag(*n, "Active")) {
+            ids.insert(n->id - 1);
+        }
+    }
+    return {ids.begin(), ids.end()};
+}
+
+void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".Mesh  (" + walked(run, "retrieve-mesh-info") + ")",
+              "TxRateNper in Mbps between the nodes in the network: row transmits, column receives");
+    notes(s, run, {"retrieve-mesh-info"});
+    std::vector<uint64_t> ids = network_nodes(run);
+    std::map<std::pair<uint64_t, uint64_t>, std::string> cells;
+    size_t width = 3;
+    for(const DumpCall* m : run.all("retrieve-mesh-info")) {
+        if(m->ok()) {
+            std::string rate = std::to_string(number(*m, "TxRateNper"));
+            cells[{number(*m, "TxNodeIndex"), number(*m, "RxNodeIndex")}] = rate;
+            width = std::max(width, rate.size() + 1);
+        }
+    }
+    if(ids.empty() || cells.empty()) {
+        s.line("  (no nodes)");
+        return;
+    }
+    std::string header = "  tx \\ rx";
+    for(uint64_t rx : ids) {
+        header += format("%*llu", static_cast<int>(width), static_cast<unsigned long long>(rx));
+    }
+    s.line(header);
+    for(uint64_t tx : ids) {
+        std::string line = format("  %7llu", static_cast<unsigned long long>(tx));
+        for(uint64_t rx : ids) {
+            auto cell = cells.find({tx, rx});
+            std::string value = tx == rx ? "-" : cell == cells.end() ? "?" : cell->second;
+            line += format("%*s", static_cast<int>(width), value.c_str());
+        }
+        s.line(line);
+    }
+}
+
+void print_bridges(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".Bridge  (" + walked(run, "retrieve-bridge-info") + ")",
+              "nodes with bridged addresses; instance = Id = node id + 1");
+    notes(s, run, {"retrieve-bridge-info"});
+    for(const DumpCall* b : run.all("retrieve-bridge-info")) {
+        if(b->ok() && !text(*b, "MACAddresses").empty()) {
+            rows(s, base + ".Bridge." + std::to_string(b->id) + ".", {b}, {});
+        }
+    }
+}
+
+// "0 dBm: 60 dB, -1 dBm: 56 dB, ..., -15 dBm .. -65 dBm: 0 dB": levels that
+// share a margin run together.
+std::string margin_runs(const std::vector<const DumpCall*>& entries) {
+    std::string out;
+    for(size_t i = 0; i < entries.size();) {
+        uint64_t margin = number(*entries[i], "PhyMargin");
+        size_t j = i;
+        while(j < entries.size() && number(*entries[j], "PhyMargin") == margin) {
+            ++j;
+        }
+        uint64_t first = number(*entries[i], "GlobalAggrRxPwrLevel");
+        uint64_t last = number(*entries[j - 1], "GlobalAggrRxPwrLevel");
+        std::string levels = first == last ? below_dbm(first) : below_dbm(first) + " .. " + below_dbm(last);
+        out += (out.empty() ? "" : ", ") + levels + ": " + std::to_string(margin) + " dB";
+        i = j;
+    }
+    return out;
+}
+
+void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".Rlapm  (retrieve-rlapm-number, " + walked(run, "retrieve-rlapm-info") + ")",
+              "PhyMargin by GlobalAggrRxPwrLevel, one line per profile and frequency");
+    notes(s, run, {"retrieve-rlapm-number", "retrieve-rlapm-info"});
+    rows(s, base + ".", {run.find("retrieve-rlapm-number")}, {});
+    std::vector<const DumpCall*> entries;
+    for(const DumpCall* e : run.all("retrieve-rlapm-info")) {
+        if(e->ok()) {
+            entries.push_back(e);
+        }
+    }
+    for(size_t i = 0; i < entries.size();) {
+        const DumpCall& head = *entries[i];
+        size_t j = i;
+        while(j < entries.size() && number(*entries[j], "Profile") == number(head, "Profile") &&
+              number(*entries[j], "Frequency") == number(head, "Frequency")) {
+            ++j;
+        }
+        std::vector<const DumpCall*> row(entries.begin() + static_cast<std::ptrdiff_t>(i),
+                                         entries.begin() + static_cast<std::ptrdiff_t>(j));
+        s.row(base + ".Rlapm." + range_label(head.id, entries[j - 1]->id),
+              format("Profile %llu, Frequency %llu MHz, Enable %s, Status %s",
+                     static_cast<unsigned long long>(number(head, "Profile")),
+                     static_cast<unsigned long long>(number(head, "Frequency")),
+                     flag(head, "Enable") ? "true" : "false", text(head, "Status").c_str()));
+        s.row("", margin_runs(row));
+        i = j;
+    }
+}
+
+// "24(x4) 0(x92) 12": runs of equal values in a comma-separated list.
+std::string value_runs(const std::vector<std::string>& values) {
+    std::string out;
+    for(size_t i = 0; i < values.size();) {
+        size_t j = i;
+        while(j < values.size() && values[j] == values[i]) {
+            ++j;
+        }
+        out += (out.empty() ? "" : " ") + values[i] + (j - i > 1 ? "(x" + std::to_string(j - i) + ")" : "");
+        i = j;
+    }
+    return out;
+}
+
+void print_sapm(const DumpRun& run, const std::string& base, std::FILE* out) {
+    Section s(out, base + ".Sapm  (retrieve-sapm-number, " + walked(run, "retrieve-sapm-info") + ")",
+              "PhyMargin per sub-carrier, runs of equal values written value(xcount)");
+    notes(s, run, {"retrieve-sapm-number", "retrieve-sapm-info"});
+    rows(s, base + ".", {run.find("retrieve-sapm-number")}, {});
+    for(const DumpCall* e : run.all("retrieve-sapm-info")) {
+        if(!e->ok()) {
+            continue;
+        }
+        const std::string prefix = base + ".Sapm." + std::to_string(e->id) + ".";
+        for(const auto& [key, typed] : e->ret()[1].items()) {
+            if(key == "PhyMargin") {
+                std::vector<std::string> margins = split(text(*e, "PhyMargin"), ',');
+                s.row(prefix + key, std::to_string(margins.size()) + " values: " + value_runs(margins));
+            } else {
+                s.row(prefix + key, shown(key, typed));
+            }
+        }
+    }
+}
+
+void print_summary(const DumpRun& run, std::FILE* out) {
+    Section s(out, format("Read in %.1f ms: %zu calls, %zu failed, %zu chip calls", run.elapsed_ms,
+                          run.calls.size(), run.failures(), run.chip_calls()));
+    s.line(format("  %-24s %6s %7s %11s", "function", "calls", "failed", "chip calls"));
+    for(const auto& t : tally(run)) {
+        s.line(format("  %-24s %6zu %7zu %11zu", t.function.c_str(), t.calls, t.failed, t.chip_calls));
+    }
+}
+
+} // namespace
+
+void print_dump_text(const DumpRun& run, std::FILE* out) {
+    print_header(run, out);
+    const DumpCall* create = run.find("create-moca-iface");
+    if(create != nullptr && create->ok()) {
+        const std::string base = "MoCA.Interface." + run.ifname;
+        print_interface(run, base, out);
+        print_stats(run, base, out);
+        print_qos(run, base, out);
+        print_nodes(run, base, out);
+        print_mesh(run, base, out);
+        print_bridges(run, base, out);
+        print_rlapm(run, base, out);
+        print_sapm(run, base, out);
+        if(const DumpCall* destroy = run.find("destroy-moca-iface"); destroy != nullptr && !destroy->ok()) {
+            Section s(out, "Interface record (destroy-moca-iface)");
+            notes(s, *destroy);
+        }
+    }
+    print_summary(run, out);
+}
+
+} // namespace host
