@@ -69,8 +69,6 @@ private:
 };
 
 void walk(Walker& w) {
-    w.call("is-present");
-    w.call("is-available");
     w.call("retrieve-static-info");
     w.call("retrieve-cfg-info");
     w.call("retrieve-dyn-info");
@@ -190,6 +188,8 @@ int run_dump(const Options& opt) {
     run.ifname = opt.ifname;
     Walker walker(session, run);
     auto start = std::chrono::steady_clock::now();
+    walker.call("is-present");
+    walker.call("is-available");
     if(walker.call("create-moca-iface").ok()) {
         walk(walker);
         walker.call("destroy-moca-iface");

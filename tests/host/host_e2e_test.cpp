@@ -1,17 +1,12 @@
 // The built moca-host binary, run as a user would: a script end to end, and
 // the exit codes of "call".
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "host_binary.h"
 
 using json = nlohmann::ordered_json;
 
@@ -31,51 +26,12 @@ const char* const scenario = R"({"interfaces": {"moca0": {
           "fmr": {"validInfo": 1, "p2p": {"0": {"rateNper": 1700, "rateVLper": 1400}}}}
   }}}})";
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-class HostBinary : public ::testing::Test {
+class HostBinary : public MocaHostRun {
 protected:
     void SetUp() override {
-        char tmpl[] = "/tmp/moca-host-test-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
+        MocaHostRun::SetUp();
         write("scenario.json", scenario);
     }
-    void TearDown() override {
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        (void) std::system(cmd.c_str());
-    }
-
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-
-    void write(const std::string& name, const std::string& text) const {
-        std::ofstream(path(name)) << text;
-    }
-
-    static std::string read(const std::string& file) {
-        std::ifstream in(file);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
-
-    // Runs moca-host with the arguments (already quoted for the shell).
-    Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
-        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" +
-            path("out") + "' 2>'" + path("err") + "'";
-        Outcome r;
-        int rc = std::system(cmd.c_str());
-        r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-        r.out = read(path("out"));
-        r.err = read(path("err"));
-        return r;
-    }
-
-    std::string dir_;
 };
 
 std::vector<json> lines_of(const std::string& text) {

@@ -1,0 +1,210 @@
+// "moca-host dump" of the example home network, as a person and as a program read it.
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "host_binary.h"
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+const std::string example = std::string(MXL_EXAMPLES_DIR) + "/home-network.json";
+
+// The table walks: function, number of calls the example gives.
+struct TableWalk {
+    const char* function;
+    size_t calls;
+};
+const TableWalk table_walks[] = {
+    {"retrieve-node-info", 16},   {"retrieve-mesh-info", 256}, {"retrieve-bridge-info", 16},
+    {"retrieve-rlapm-info", 252}, {"retrieve-sapm-info", 3},   {"retrieve-flow-info", 16},
+};
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for(std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
+    return out;
+}
+
+// Blank runs folded to one blank, so that a test does not depend on column widths.
+std::string squeezed(const std::string& line) {
+    return std::regex_replace(line, std::regex(" +"), " ");
+}
+
+bool has_line(const std::vector<std::string>& lines, const std::string& wanted) {
+    for(const auto& l : lines) {
+        if(squeezed(l) == wanted) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<const json*> calls_of(const json& doc, const std::string& function) {
+    std::vector<const json*> out;
+    for(const auto& c : doc["calls"]) {
+        if(c["call"] == function) {
+            out.push_back(&c);
+        }
+    }
+    return out;
+}
+
+class Dump : public MocaHostRun {};
+
+TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResult) {
+    Outcome r = run("--sim '" + example + "' dump moca0 --json");
+    ASSERT_EQ(r.status, 0) << r.err;
+    json doc = json::parse(r.out);
+
+    std::vector<std::string> first_seen;
+    size_t chip_calls = 0;
+    for(const auto& c : doc["calls"]) {
+        std::vector<std::string> keys;
+        for(const auto& [key, value] : c.items()) {
+            keys.push_back(key);
+        }
+        ASSERT_EQ(keys, (std::vector<std::string>{"call", "args", "rc", "ret", "log", "chip", "handles"})) << c.dump();
+        EXPECT_EQ(c["rc"], 0) << c.dump();
+        EXPECT_EQ(c["handles"], 0) << c.dump();
+        EXPECT_EQ(c["args"]["InternalName"], "moca0");
+        chip_calls += c["chip"].size();
+        std::string f = c["call"].get<std::string>();
+        if(std::find(first_seen.begin(), first_seen.end(), f) == first_seen.end()) {
+            first_seen.push_back(f);
+        }
+    }
+    EXPECT_EQ(first_seen, (std::vector<std::string>{
+                              "is-present", "is-available", "create-moca-iface", "retrieve-static-info",
+                              "retrieve-cfg-info", "retrieve-dyn-info", "retrieve-stats-info", "retrieve-qos-info",
+                              "retrieve-node-info", "retrieve-mesh-info", "retrieve-bridge-info",
+                              "retrieve-rlapm-number", "retrieve-rlapm-info", "retrieve-sapm-number",
+                              "retrieve-sapm-info", "retrieve-flow-info", "destroy-moca-iface"}));
+
+    const json& summary = doc["summary"];
+    EXPECT_EQ(summary["calls"], doc["calls"].size());
+    EXPECT_EQ(summary["failed"], 0);
+    EXPECT_EQ(summary["chip_calls"], chip_calls);
+    EXPECT_GT(summary["elapsed_ms"].get<double>(), 0.0);
+
+    // Typed as the script protocol types them.
+    const json& st = calls_of(doc, "retrieve-static-info")[0]->at("ret");
+    EXPECT_EQ(st[1]["MaxBitRate"], json::array({"uint32", 2500}));
+    EXPECT_EQ(calls_of(doc, "is-present")[0]->at("ret"), json::array({"bool", true}));
+    EXPECT_EQ(calls_of(doc, "retrieve-bridge-info")[1]->at("ret")[1]["MACAddresses"][0], "csv_string");
+    EXPECT_EQ(calls_of(doc, "retrieve-node-info")[1]->at("ret")[1]["MACAddress"],
+              json::array({"cstring", "00:1d:cd:58:a2:17"}));
+}
+
+TEST_F(Dump, EachTableIsReadFromTheChipOnce) {
+    Outcome r = run("--sim '" + example + "' dump moca0 --json");
+    ASSERT_EQ(r.status, 0) << r.err;
+    json doc = json::parse(r.out);
+    for(const auto& walk : table_walks) {
+        SCOPED_TRACE(walk.function);
+        auto calls = calls_of(doc, walk.function);
+        ASSERT_EQ(calls.size(), walk.calls);
+        for(size_t i = 0; i < calls.size(); ++i) {
+            EXPECT_EQ(calls[i]->at("args")["Id"], i + 1);
+            if(i > 0) {
+                EXPECT_TRUE(calls[i]->at("chip").empty()) << "Id " << i + 1 << " went to the chip";
+            }
+        }
+        EXPECT_EQ(doc["summary"]["functions"][walk.function]["calls"], walk.calls);
+    }
+    // The flows were listed by the QoS report just before their walk.
+    EXPECT_FALSE(calls_of(doc, "retrieve-qos-info")[0]->at("chip").empty());
+    EXPECT_EQ(doc["summary"]["functions"]["retrieve-flow-info"]["chip_calls"], 0);
+}
+
+TEST_F(Dump, TextShowsTheDataModelForPeople) {
+    Outcome r = run("--sim '" + example + "' dump moca0");
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto lines = lines_of(r.out);
+
+    std::vector<std::string> headings;
+    for(const auto& l : lines) {
+        EXPECT_LE(l.size(), 100u) << l;
+        if(l.rfind("# MoCA.", 0) == 0) {
+            headings.push_back(l.substr(2, l.find("  (") - 2));
+        } else if(l.rfind("# Read in", 0) == 0) {
+            headings.push_back("Read in");
+        }
+    }
+    EXPECT_EQ(headings, (std::vector<std::string>{
+                            "MoCA.Interface.moca0", "MoCA.Interface.moca0.Stats", "MoCA.Interface.moca0.QoS",
+                            "MoCA.Interface.moca0.AssociatedDevice", "MoCA.Interface.moca0.Mesh",
+                            "MoCA.Interface.moca0.Bridge", "MoCA.Interface.moca0.Rlapm",
+                            "MoCA.Interface.moca0.Sapm", "Read in"}))
+        << r.out;
+
+    const char* const expected[] = {
+        "MoCA interface moca0 (is-present true, is-available true)",
+        "MoCA.Interface.moca0.MaxBitRate 2500 Mbps",
+        "MoCA.Interface.moca0.CurrentOperFreq 1150 MHz",
+        "MoCA.Interface.moca0.LinkUpTime 864312 s (10d 00h 05m 12s)",
+        "MoCA.Interface.moca0.FreqCurrentMask \"\"",
+        "MoCA.Interface.moca0.Stats.BytesSent 6012344587331",
+        "MoCA.Interface.moca0.QoS.IngressNumFlows 2",
+        "MoCA.Interface.moca0.QoS.FlowStats.2.LeaseTimeLeft 2714 s",
+        "MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate 1870 Mbps",
+        "MoCA.Interface.moca0.AssociatedDevice.4.HighestVersion 1.1",
+        // The mesh: header of the nodes in the network, then the row of node 1.
+        " tx \\ rx 0 1 2 3 4",
+        " 1 1856 - 1344 240 0",
+        "MoCA.Interface.moca0.Bridge.2.MACAddresses 00:1d:cd:58:a2:17,00:0e:58:9c:44:b1",
+        "MoCA.Interface.moca0.RlapmNumberOfEntries 252",
+        "MoCA.Interface.moca0.Rlapm.169-252 Profile 1, Frequency 1400 MHz, Enable true, Status active",
+        "MoCA.Interface.moca0.Sapm.3.PhyMargin 256 values: 60(x16) 36(x8) 12(x8) 0(x224)",
+        "MoCA.Interface.moca0.Sapm.1.AggrRxPwrLevelThreshold 40 (-40 dBm)",
+    };
+    for(const char* line : expected) {
+        EXPECT_TRUE(has_line(lines, line)) << "missing: " << line;
+    }
+    // Only what is there: the local node and empty flow slots are not listed.
+    EXPECT_EQ(r.out.find("AssociatedDevice.1."), std::string::npos);
+    EXPECT_EQ(r.out.find("QoS.FlowStats.5."), std::string::npos);
+    EXPECT_EQ(r.out.find("Bridge.5."), std::string::npos);
+}
+
+TEST_F(Dump, FailuresShowInlineAndTheDumpGoesOn) {
+    json scenario = json::parse(read(example));
+    scenario["interfaces"]["moca0"]["openable"] = false;
+    write("closed.json", scenario.dump());
+    Outcome r = run("--sim '" + path("closed.json") + "' dump moca0");
+    EXPECT_EQ(r.status, 1);
+    auto lines = lines_of(r.out);
+    const char* const expected[] = {
+        "MoCA interface moca0 (is-present true, is-available false)",
+        "! retrieve-static-info: rc -2",
+        "! moca0: ClnkLib_OpenByName failed with rc=-2 (mxl_static_info_retrieve)",
+        "! retrieve-node-info Id=1: rc -2, the walk of this table stopped here",
+        "! moca0: sapm_table_size failed with rc=-2 (mxl_sapm_entries_number)",
+        "# MoCA.Interface.moca0.Sapm (retrieve-sapm-number, retrieve-sapm-info not called)",
+    };
+    for(const char* line : expected) {
+        EXPECT_TRUE(has_line(lines, line)) << "missing: " << line << "\n" << r.out;
+    }
+    EXPECT_NE(r.out.find("# Read in"), std::string::npos);
+    EXPECT_NE(r.out.find(": 15 calls, 11 failed, 15 chip calls"), std::string::npos) << r.out;
+}
+
+TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
+    Outcome r = run("--sim '" + example + "' dump moca0-with-a-long-name");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("! create-moca-iface: rc -1"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find("# MoCA.Interface"), std::string::npos);
+    EXPECT_NE(r.out.find("MoCA interface moca0-with-a-long-name (is-present false, is-available false)"),
+              std::string::npos) << r.out;
+    EXPECT_NE(r.out.find(": 3 calls, 1 failed"), std::string::npos) << r.out;
+}
+
+} // namespace

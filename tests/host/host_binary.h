@@ -1,0 +1,58 @@
+// Runs the built moca-host binary in a scratch directory, as a user would.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class MocaHostRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/moca-host-test-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir_ = tmpl;
+    }
+    void TearDown() override {
+        std::string cmd = "rm -rf '" + dir_ + "'";
+        (void) std::system(cmd.c_str());
+    }
+
+    std::string path(const std::string& name) const { return dir_ + "/" + name; }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(path(name)) << text;
+    }
+
+    static std::string read(const std::string& file) {
+        std::ifstream in(file);
+        std::stringstream s;
+        s << in.rdbuf();
+        return s.str();
+    }
+
+    // Runs moca-host with the arguments (already quoted for the shell).
+    Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
+        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" +
+            path("out") + "' 2>'" + path("err") + "'";
+        Outcome r;
+        int rc = std::system(cmd.c_str());
+        r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+        r.out = read(path("out"));
+        r.err = read(path("err"));
+        return r;
+    }
+
+    std::string dir_;
+};
