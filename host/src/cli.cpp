@@ -201,7 +201,11 @@ const char* usage_text() {
         "        uint8, uint16, uint32, uint64, double, null. Text made of digits (a\n"
         "        pass phrase, a mask) needs it: KeyPassphrase:cstring=99999999988888888.\n"
         "  dump IFNAME\n"
-        "        creates the interface, reads every report and walks every table.\n"
+        "        creates the interface, reads every report, walks every table and\n"
+        "        destroys the interface again; prints data-model paths and values,\n"
+        "        failed calls inline (\"!\" lines), and per function the calls, failures\n"
+        "        and chip calls. --json: every call as a script line with its result.\n"
+        "        The exit status is 0 exactly when every call returned 0.\n"
         "  script [FILE]\n"
         "        runs a JSON-lines script (standard input without FILE) on a virtual\n"
         "        clock; one JSON result line per input line.\n"
@@ -212,7 +216,8 @@ const char* usage_text() {
         "  --create IFNAME    call: create the interface record first\n"
         "  --json             call, dump: print JSON instead of text\n"
         "  --trace LEVEL      call, dump: trace lines up to LEVEL go to standard error\n"
-        "                     (default 200: errors and warnings)\n"
+        "                     (call: default 200, errors and warnings; dump: kept\n"
+        "                     with each call, up to 200 unless LEVEL is given)\n"
         "  -h, --help         this text\n";
 }
 

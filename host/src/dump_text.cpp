@@ -150,8 +150,8 @@ class Section {
 public:
     Section(std::FILE* out, const std::string& title, const std::string& about = "") : out_(out) {
         std::fprintf(out_, "\n# %s\n", title.c_str());
-        if(!about.empty()) {
-            std::fprintf(out_, "# %s\n", about.c_str());
+        for(const auto& line : split(about, '\n')) {
+            std::fprintf(out_, "# %s\n", line.c_str());
         }
     }
     ~Section() { flush(); }
@@ -381,55 +381,6 @@ void print_bridges(const DumpRun& run, const std::string& base, std::FILE* out) 
     }
 }
 
-// "0 dBm: 60 dB, -1 dBm: 56 dB, ..., -15 dBm .. -65 dBm: 0 dB": levels that
-// share a margin run together.
-std::string margin_runs(const std::vector<const DumpCall*>& entries) {
-    std::string out;
-    for(size_t i = 0; i < entries.size();) {
-        uint64_t margin = number(*entries[i], "PhyMargin");
-        size_t j = i;
-        while(j < entries.size() && number(*entries[j], "PhyMargin") == margin) {
-            ++j;
-        }
-        uint64_t first = number(*entries[i], "GlobalAggrRxPwrLevel");
-        uint64_t last = number(*entries[j - 1], "GlobalAggrRxPwrLevel");
-        std::string levels = first == last ? below_dbm(first) : below_dbm(first) + " .. " + below_dbm(last);
-        out += (out.empty() ? "" : ", ") + levels + ": " + std::to_string(margin) + " dB";
-        i = j;
-    }
-    return out;
-}
-
-void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".Rlapm  (retrieve-rlapm-number, " + walked(run, "retrieve-rlapm-info") + ")",
-              "PhyMargin by GlobalAggrRxPwrLevel, one line per profile and frequency");
-    notes(s, run, {"retrieve-rlapm-number", "retrieve-rlapm-info"});
-    rows(s, base + ".", {run.find("retrieve-rlapm-number")}, {});
-    std::vector<const DumpCall*> entries;
-    for(const DumpCall* e : run.all("retrieve-rlapm-info")) {
-        if(e->ok()) {
-            entries.push_back(e);
-        }
-    }
-    for(size_t i = 0; i < entries.size();) {
-        const DumpCall& head = *entries[i];
-        size_t j = i;
-        while(j < entries.size() && number(*entries[j], "Profile") == number(head, "Profile") &&
-              number(*entries[j], "Frequency") == number(head, "Frequency")) {
-            ++j;
-        }
-        std::vector<const DumpCall*> row(entries.begin() + static_cast<std::ptrdiff_t>(i),
-                                         entries.begin() + static_cast<std::ptrdiff_t>(j));
-        s.row(base + ".Rlapm." + range_label(head.id, entries[j - 1]->id),
-              format("Profile %llu, Frequency %llu MHz, Enable %s, Status %s",
-                     static_cast<unsigned long long>(number(head, "Profile")),
-                     static_cast<unsigned long long>(number(head, "Frequency")),
-                     flag(head, "Enable") ? "true" : "false", text(head, "Status").c_str()));
-        s.row("", margin_runs(row));
-        i = j;
-    }
-}
-
 // "24(x4) 0(x92) 12": runs of equal values in a comma-separated list.
 std::string value_runs(const std::vector<std::string>& values) {
     std::string out;
@@ -442,6 +393,44 @@ std::string value_runs(const std::vector<std::string>& values) {
         i = j;
     }
     return out;
+}
+
+void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
+    std::vector<const DumpCall*> entries;
+    uint64_t lowest = 0;
+    for(const DumpCall* e : run.all("retrieve-rlapm-info")) {
+        if(e->ok()) {
+            entries.push_back(e);
+            lowest = std::max(lowest, number(*e, "GlobalAggrRxPwrLevel"));
+        }
+    }
+    Section s(out, base + ".Rlapm  (retrieve-rlapm-number, " + walked(run, "retrieve-rlapm-info") + ")",
+              "PhyMargin (dB) of the entries of each profile and frequency, in order of their\n"
+              "GlobalAggrRxPwrLevel (0 to " + below_dbm(lowest) + "); runs of equal values written value(xcount)");
+    notes(s, run, {"retrieve-rlapm-number", "retrieve-rlapm-info"});
+    rows(s, base + ".", {run.find("retrieve-rlapm-number")}, {});
+    if(!entries.empty()) {
+        s.line(format("  %-9s %7s %9s  %-8s %s", "Id", "Profile", "Frequency", "Status", "PhyMargin"));
+    }
+    for(size_t i = 0; i < entries.size();) {
+        const DumpCall& head = *entries[i];
+        std::vector<std::string> margins;
+        size_t j = i;
+        for(; j < entries.size() && number(*entries[j], "Profile") == number(head, "Profile") &&
+              number(*entries[j], "Frequency") == number(head, "Frequency");
+            ++j) {
+            margins.push_back(std::to_string(number(*entries[j], "PhyMargin")));
+        }
+        std::string lead = format("  %-9s %7llu %5llu MHz  %-8s ", range_label(head.id, entries[j - 1]->id).c_str(),
+                                  static_cast<unsigned long long>(number(head, "Profile")),
+                                  static_cast<unsigned long long>(number(head, "Frequency")),
+                                  flag(head, "Enable") ? text(head, "Status").c_str() : "disabled");
+        for(const auto& part : wrap(value_runs(margins), page_width - lead.size())) {
+            s.line(lead + part);
+            lead.assign(lead.size(), ' ');
+        }
+        i = j;
+    }
 }
 
 void print_sapm(const DumpRun& run, const std::string& base, std::FILE* out) {

@@ -162,7 +162,7 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
         " 1 1856 - 1344 240 0",
         "MoCA.Interface.moca0.Bridge.2.MACAddresses 00:1d:cd:58:a2:17,00:0e:58:9c:44:b1",
         "MoCA.Interface.moca0.RlapmNumberOfEntries 252",
-        "MoCA.Interface.moca0.Rlapm.169-252 Profile 1, Frequency 1400 MHz, Enable true, Status active",
+        " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)",
         "MoCA.Interface.moca0.Sapm.3.PhyMargin 256 values: 60(x16) 36(x8) 12(x8) 0(x224)",
         "MoCA.Interface.moca0.Sapm.1.AggrRxPwrLevelThreshold 40 (-40 dBm)",
     };
