@@ -175,6 +175,48 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
     EXPECT_EQ(r.out.find("Bridge.5."), std::string::npos);
 }
 
+// Sixteen active MoCA 2.5 nodes with four-digit mesh rates and long bridge lists.
+json full_network() {
+    auto mac = [](int node, int n) {
+        char text[18];
+        std::snprintf(text, sizeof(text), "02:00:00:00:%02x:%02x", node, n);
+        return std::string(text);
+    };
+    json nodes = json::object();
+    json bridged = json::array();
+    for(int i = 0; i < 16; ++i) {
+        json p2p = json::object();
+        for(int j = 0; j < 16; ++j) {
+            p2p[std::to_string(j)] = {{"rateNper", 2000 + 10 * i + j}, {"rateVLper", 1900}};
+        }
+        nodes[std::to_string(i)] = {{"netInfo", {{"guid", mac(i, 0)}, {"mocaVer", "0x25"}}},
+                                    {"rxProfiles", {{"18", {{"rxProfileValid", 1}, {"rxPhyrate", 2048}, {"rxPwrLevel", 60}}}}},
+                                    {"fmr", {{"validInfo", 1}, {"p2p", p2p}}}};
+        for(int n = 1; n <= 12; ++n) {
+            bridged.push_back({{"mac", mac(i, n)}, {"nodeId", i}});
+        }
+    }
+    json moca0 = {{"present", true}, {"openable", true}, {"started", true},
+                  {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkMocaVer", "0x25"},
+                                 {"activeNodeBitmask", "0xffff"}}},
+                  {"nodes", nodes}, {"bridgeTables", {{"ucastDst", bridged}}}};
+    return {{"interfaces", {{"moca0", moca0}}}};
+}
+
+TEST_F(Dump, AFullNetworkFitsAHundredColumns) {
+    write("full.json", full_network().dump());
+    Outcome r = run("--sim '" + path("full.json") + "' dump moca0");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    auto lines = lines_of(r.out);
+    for(const auto& l : lines) {
+        EXPECT_LE(l.size(), 100u) << l;
+    }
+    EXPECT_TRUE(has_line(lines, " tx \\ rx 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15")) << r.out;
+    EXPECT_TRUE(has_line(lines, " 15 2150 2151 2152 2153 2154 2155 2156 2157 2158 2159 2160 2161 2162 2163 2164 -"))
+        << r.out;
+    EXPECT_NE(r.out.find("AssociatedDevice.16.RxErroredAndMissedPackets"), std::string::npos);
+}
+
 TEST_F(Dump, FailuresShowInlineAndTheDumpGoesOn) {
     json scenario = json::parse(read(example));
     scenario["interfaces"]["moca0"]["openable"] = false;
