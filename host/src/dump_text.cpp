@@ -16,7 +16,7 @@ namespace host {
 namespace {
 
 constexpr size_t page_width = 100;
-constexpr size_t max_path_width = 60;
+constexpr size_t max_path_width = 70;
 constexpr int error_level = 100;
 constexpr int warning_level = 200;
 
@@ -42,8 +42,8 @@ const std::map<std::string, std::string, std::less<>> units{
     {"TxRate", "Mbps"}, {"TxRateNper", "Mbps"}, {"TxRateVlper", "Mbps"},
     {"CurrentOperFreq", "MHz"}, {"LastOperFreq", "MHz"}, {"Frequency", "MHz"},
     {"PrimaryChannelOffset", "MHz"}, {"SecondaryChannelOffset", "MHz"},
-    {"TxPowerLimit", "dBm"}, {"BeaconPowerLimit", "dBm"}, {"RxBcastPowerLevel", "dBm"},
-    {"RxPowerLevel", "-dBm"}, {"AggrRxPwrLevelThreshold", "-dBm"}, {"GlobalAggrRxPwrLevel", "-dBm"},
+    {"TxPowerLimit", "dBm"}, {"BeaconPowerLimit", "dBm"},
+    {"RxPowerLevel", "-dBm"}, {"RxBcastPowerLevel", "-dBm"}, {"AggrRxPwrLevelThreshold", "-dBm"}, {"GlobalAggrRxPwrLevel", "-dBm"},
     {"TxBcastPowerReduction", "dB"}, {"TxPowerControlReduction", "dB"}, {"RxSNR", "dB"},
     {"MaxRate", "kbps"}, {"MaximumLatency", "ms"}, {"LeaseTime", "s"}, {"LeaseTimeLeft", "s"}, {"LinkUpTime", "s"}};
 
@@ -83,7 +83,8 @@ std::string shown(std::string_view key, const json& typed) {
         return text;
     }
     if(unit->second == "-dBm") {
-        return value.is_number_unsigned() ? text + " (" + below_dbm(value.get<uint64_t>()) + ")" : text + " dBm";
+        bool magnitude = value.is_number_integer() && value.get<int64_t>() >= 0;
+        return magnitude ? text + " (" + below_dbm(value.get<uint64_t>()) + ")" : text + " dBm";
     }
     if(key == "LinkUpTime" && value.is_number_unsigned()) {
         return text + " s (" + duration(value.get<uint64_t>()) + ")";
