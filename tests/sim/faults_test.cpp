@@ -125,29 +125,101 @@ TEST_F(FaultsTest, FlowCodesAndUpdateCount) {
     ClnkLib_Close(&h);
 }
 
+// Refused faults and the message after the path prefix ("fault" when armed, "faults.N" in a scenario).
+const struct {
+    const char* fault;
+    const char* message;
+} kBadFaults[] = {
+    {R"({"op": "ClnkLib_Close"})", R"(.op: "ClnkLib_Close" is not an operation that can fail)"},
+    {R"({"op": "Close"})", R"(.op: "Close" is not an operation that can fail)"},
+    {R"({"op": "GetNetInf"})", R"(.op: "GetNetInf" is not an operation that can fail)"},
+    {R"({"op": 3})", ".op: expected an operation name"},
+    {R"({"skip": 1})", ".op: missing"},
+    {R"({"op": "GetNetInfo", "flowCode": 8})", ".flowCode: only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code"},
+    {R"({"op": "QueryFlow", "flowUpdateCountDelta": 1})", ".flowUpdateCountDelta: only ClnkLib_ListFlows reports a flowUpdateCount"},
+    {R"({"op": "GetNetInfo", "skip": -1})", ".skip: value -1 does not fit a 32-bit unsigned field"},
+    {R"({"op": "GetNetInfo", "rc": "minus one"})", R"(.rc: not a number: "minus one")"},
+    {R"({"op": "GetNetInfo", "count": 1})", ".count: unknown field"},
+    {R"(["GetNetInfo"])", ": expected an object"},
+};
+
 TEST_F(FaultsTest, RefusesFaultsThatCannotHappen) {
-    const char* bad[] = {
-        R"({"op": "ClnkLib_Close"})",
-        R"({"op": "Close"})",
-        R"({"op": "GetNetInf"})",
-        R"({"skip": 1})",
-        R"({"op": "GetNetInfo", "flowCode": 8})",
-        R"({"op": "QueryFlow", "flowUpdateCountDelta": 1})",
-        R"({"op": "GetNetInfo", "skip": -1})",
-        R"({"op": "GetNetInfo", "rc": "minus one"})",
-        R"({"op": "GetNetInfo", "count": 1})",
-        R"(["GetNetInfo"])",
-    };
-    for(const char* text : bad) {
+    for(const auto& bad : kBadFaults) {
         std::string err;
-        EXPECT_FALSE(clnksim::arm_fault(json::parse(text), &err)) << text;
-        EXPECT_FALSE(err.empty()) << text;
+        EXPECT_FALSE(clnksim::arm_fault(json::parse(bad.fault), &err)) << bad.fault;
+        EXPECT_EQ(err, std::string("fault") + bad.message);
     }
     std::string err;
     clnksim::Fault close;
     close.op = "ClnkLib_Close";
     EXPECT_FALSE(clnksim::arm_fault(close, &err));
+    EXPECT_EQ(err, R"(fault.op: "ClnkLib_Close" is not an operation that can fail)");
     EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});   // nothing was armed
+}
+
+// A scenario document: moca0 with `body`, and `faults` at the top.
+std::string with_faults(const std::string& faults, const std::string& body = "{}") {
+    auto doc = nlohmann::ordered_json::parse(iface(body));
+    doc["faults"] = nlohmann::ordered_json::parse(faults);
+    return doc.dump();
+}
+
+TEST_F(FaultsTest, ScenarioWithBadFaultsIsRefusedWhole) {
+    struct Case {
+        std::string scenario, message;
+    };
+    std::vector<Case> cases = {
+        {with_faults(R"({"op": "GetNetInfo"})"), "faults: expected an array of fault objects"},
+        {with_faults(R"([{"op": "GetNetInfo"}])", R"({"colour": 1})"), "interfaces.moca0.colour: unknown field"},
+    };
+    for(const auto& bad : kBadFaults) {   // after a good fault, which must not be armed either
+        cases.push_back({with_faults(std::string(R"([{"op": "GetNetInfo"}, )") + bad.fault + "]"),
+                         std::string("faults.1") + bad.message});
+    }
+    const json before = clnksim::state();
+    for(const auto& c : cases) {
+        const auto doc = nlohmann::ordered_json::parse(c.scenario);
+        std::string err;
+        EXPECT_FALSE(clnksim::load_ordered(doc, &err)) << c.scenario;
+        EXPECT_EQ(err, c.message);
+        EXPECT_FALSE(clnksim::load(json::parse(c.scenario), &err)) << c.scenario;
+        EXPECT_EQ(err, c.message);
+        EXPECT_FALSE(clnksim::patch(json::parse(c.scenario), &err)) << c.scenario;
+        EXPECT_EQ(err, c.message);
+        EXPECT_EQ(clnksim::state(), before) << c.scenario;
+    }
+    EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});
+}
+
+TEST_F(FaultsTest, ScenarioFaultsCountFromTheLoad) {
+    arm(R"({"op": "GetNetInfo", "skip": 2, "rc": -5})");
+    EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});
+    load(with_faults(R"([{"op": "GetNetInfo", "skip": 2, "times": 1},
+                         {"op": "OpenByName", "skip": 1, "rc": -2},
+                         {"op": "GetLocalInfo", "rc": -7}, {"op": "GetLocalInfo", "rc": -8}])",
+                     R"({"nodes": {"1": {}}})"));
+    EXPECT_FALSE(clnksim::state().contains("faults"));
+    // The fault armed before stays armed; the scenario's own count from the load.
+    EXPECT_EQ(net_info_results(4), (std::vector<int32_t>{0, -5, -1, 0}));
+    ClnkLib_Handle_t h;
+    EXPECT_EQ(ClnkLib_OpenByName(&h, "moca0"), -2);   // the second open since the load
+    h = open();
+    ClnkLib_LocalInfo_t li{};
+    EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), -7);    // array order: the first armed decides
+    EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), 0);
+    ClnkLib_Close(&h);
+}
+
+TEST_F(FaultsTest, PatchArmsItsFaultsAndMergesTheRest) {
+    std::string err;
+    ASSERT_TRUE(clnksim::patch(json::parse(R"({"faults": [{"op": "GetNetInfo", "skip": 1, "rc": "-0x4"}],
+                                               "interfaces": {"moca0": {"localInfo": {"nodeId": 3}}}})"),
+                               &err)) << err;
+    const json s = clnksim::state();
+    EXPECT_FALSE(s.contains("faults"));
+    EXPECT_EQ(s["interfaces"]["moca0"]["localInfo"]["nodeId"], 3);
+    EXPECT_TRUE(s["interfaces"]["moca0"]["nodes"].contains("1"));
+    EXPECT_EQ(net_info_results(3), (std::vector<int32_t>{0, -4, 0}));
 }
 
 TEST_F(FaultsTest, ReloadKeepsFaultsAndResetDisarms) {

@@ -14,8 +14,10 @@
 
 namespace clnksim {
 
-// Replaces the live state with a scenario. On error nothing changes and
-// *err names the offending JSON path ("interfaces.moca0.nodes.3.netInfo.guid: ...").
+// Replaces the live state with a scenario and arms the faults of its "faults"
+// array after those already armed. On error nothing changes (state and faults) and
+// *err names the offending JSON path ("interfaces.moca0.nodes.3.netInfo.guid: ...",
+// "faults.1.op: ...").
 // nlohmann::json keeps keys sorted, so interfaces are then listed in name order;
 // load_ordered and load_file keep the scenario's own order.
 bool load(const nlohmann::json& scenario, std::string* err);
@@ -23,9 +25,11 @@ bool load_ordered(const nlohmann::ordered_json& scenario, std::string* err);
 bool load_file(const std::string& path, std::string* err);
 
 // RFC 7386 merge patch on the live state (in scenario form); validated like load.
+// A "faults" member is armed like a scenario's: faults are not part of the state.
 bool patch(const nlohmann::json& merge_patch, std::string* err);
 
-// The live state in scenario form (counters as true values, configuration as written).
+// The live state in scenario form (counters as true values, configuration as written);
+// armed faults are not part of it.
 nlohmann::json state();
 nlohmann::ordered_json state_ordered();     // the same, interfaces in their order
 

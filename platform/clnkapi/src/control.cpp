@@ -22,12 +22,85 @@ const char* const kFaultableOps[] = {
     "ClnkLib_GetBridgeTable",  "ClnkLib_ListFlows",       "ClnkLib_QueryFlow",
 };
 
-bool load_state(const ojson& scenario, std::string* err) {
-    State fresh;
-    if(!decode_scenario(scenario, fresh, err)) {
+bool fail(std::string* err, const std::string& path, const std::string& what) {
+    if(err != nullptr) {
+        *err = path + ": " + what;
+    }
+    return false;
+}
+
+// The op is one that can fail, flow fields only where the op reports them; op normalised.
+bool check_fault(Fault* fault, const std::string& path, std::string* err) {
+    const std::string op = faultable_op(fault->op);
+    if(op.empty()) {
+        return fail(err, path + ".op", "\"" + fault->op + "\" is not an operation that can fail");
+    }
+    const bool flow_op = op == "ClnkLib_ListFlows" || op == "ClnkLib_QueryFlow";
+    if(fault->flow_code && !flow_op) {
+        return fail(err, path + ".flowCode", "only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code");
+    }
+    if(fault->flow_update_count_delta != 0 && op != "ClnkLib_ListFlows") {
+        return fail(err, path + ".flowUpdateCountDelta", "only ClnkLib_ListFlows reports a flowUpdateCount");
+    }
+    fault->op = op;
+    return true;
+}
+
+// A scenario checked whole: the state it describes and the faults it arms.
+struct Scenario {
+    State state;
+    std::vector<Fault> faults;
+};
+
+bool decode(const ojson& scenario, Scenario* out, std::string* err) {
+    const ojson* faults = nullptr;
+    const ojson* body = &scenario;
+    ojson rest;
+    if(scenario.is_object() && scenario.contains("faults")) {
+        // Faults are not part of the state: the codec sees the scenario without them.
+        faults = &scenario.at("faults");
+        rest = scenario;
+        rest.erase("faults");
+        body = &rest;
+    }
+    if(!decode_scenario(*body, out->state, err)) {
         return false;
     }
-    sim().state = std::move(fresh);
+    if(faults == nullptr) {
+        return true;
+    }
+    if(!faults->is_array()) {
+        return fail(err, "faults", "expected an array of fault objects");
+    }
+    for(size_t i = 0; i < faults->size(); ++i) {
+        Fault f;
+        if(!parse_fault((*faults)[i], "faults." + std::to_string(i), &f, err)) {
+            return false;
+        }
+        out->faults.push_back(std::move(f));
+    }
+    return true;
+}
+
+// A checked fault joins those already armed; it counts calls of its op from now on.
+void arm(Sim& s, Fault fault) {
+    s.faults.push_back(ArmedFault{std::move(fault), 0});
+}
+
+// Replaces the state and arms the scenario's faults in their order.
+void install(Sim& s, Scenario&& scenario) {
+    s.state = std::move(scenario.state);
+    for(auto& f : scenario.faults) {
+        arm(s, std::move(f));
+    }
+}
+
+bool load_state(const ojson& scenario, std::string* err) {
+    Scenario fresh;
+    if(!decode(scenario, &fresh, err)) {
+        return false;
+    }
+    install(sim(), std::move(fresh));
     return true;
 }
 
@@ -61,9 +134,9 @@ Sim& sim() {
         if(const char* path = std::getenv("CLNKSIM_SCENARIO"); path != nullptr && *path != '\0') {
             ojson scenario;
             std::string err;
-            State fresh;
-            if(read_file(path, &scenario, &err) && decode_scenario(scenario, fresh, &err)) {
-                s->state = std::move(fresh);
+            Scenario fresh;
+            if(read_file(path, &scenario, &err) && decode(scenario, &fresh, &err)) {
+                install(*s, std::move(fresh));
             } else {
                 std::fprintf(stderr, "clnksim: CLNKSIM_SCENARIO: %s\n", err.c_str());
             }
@@ -170,65 +243,47 @@ nlohmann::ordered_json state_ordered() {
 }
 
 bool arm_fault(const Fault& fault, std::string* err) {
-    const std::string op = detail::faultable_op(fault.op);
-    if(op.empty()) {
-        if(err != nullptr) {
-            *err = "fault.op: \"" + fault.op + "\" is not an operation that can fail";
-        }
+    Fault f = fault;
+    if(!detail::check_fault(&f, "fault", err)) {
         return false;
     }
-    const bool flow_op = op == "ClnkLib_ListFlows" || op == "ClnkLib_QueryFlow";
-    if(fault.flow_code && !flow_op) {
-        if(err != nullptr) {
-            *err = "fault.flowCode: only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code";
-        }
-        return false;
-    }
-    if(fault.flow_update_count_delta != 0 && op != "ClnkLib_ListFlows") {
-        if(err != nullptr) {
-            *err = "fault.flowUpdateCountDelta: only ClnkLib_ListFlows reports a flowUpdateCount";
-        }
-        return false;
-    }
-    detail::ArmedFault armed{fault, 0};
-    armed.fault.op = op;
-    sim().faults.push_back(armed);
+    detail::arm(sim(), std::move(f));
     return true;
 }
 
 bool arm_fault(const nlohmann::json& fault, std::string* err) {
-    return guarded(err, "fault", [&] { return detail::arm_fault_json(fault, err); });
+    return guarded(err, "fault", [&] {
+        Fault f;
+        if(!detail::parse_fault(ojson::parse(fault.dump()), "fault", &f, err)) {
+            return false;
+        }
+        detail::arm(sim(), std::move(f));
+        return true;
+    });
 }
 
 namespace detail {
 
-bool arm_fault_json(const nlohmann::json& fault, std::string* err) {
-    auto fail = [err](const std::string& path, const std::string& what) {
-        if(err != nullptr) {
-            *err = path + ": " + what;
-        }
-        return false;
-    };
+bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::string* err) {
     if(!fault.is_object()) {
-        return fail("fault", "expected an object");
+        return fail(err, path, "expected an object");
     }
     Fault f;
     bool have_op = false;
-    for(const auto& [key, v] : fault.items()) {
-        const std::string path = "fault." + key;
-        const ojson value = ojson::parse(v.dump());   // the number parser reads ordered JSON
+    for(const auto& [key, value] : fault.items()) {
+        const std::string p = path + "." + key;
         std::string why;
         int64_t s = 0;
         uint64_t u = 0;
         if(key == "op") {
-            if(!v.is_string()) {
-                return fail(path, "expected an operation name");
+            if(!value.is_string()) {
+                return fail(err, p, "expected an operation name");
             }
-            f.op = v.get<std::string>();
+            f.op = value.get<std::string>();
             have_op = true;
         } else if(key == "skip" || key == "times" || key == "flowCode") {
-            if(!detail::parse_int(value, 32, false, nullptr, &u, &why)) {
-                return fail(path, why);
+            if(!parse_int(value, 32, false, nullptr, &u, &why)) {
+                return fail(err, p, why);
             }
             if(key == "skip") {
                 f.skip = static_cast<uint32_t>(u);
@@ -238,18 +293,22 @@ bool arm_fault_json(const nlohmann::json& fault, std::string* err) {
                 f.flow_code = static_cast<uint32_t>(u);
             }
         } else if(key == "rc" || key == "flowUpdateCountDelta") {
-            if(!detail::parse_int(value, 32, true, &s, nullptr, &why)) {
-                return fail(path, why);
+            if(!parse_int(value, 32, true, &s, nullptr, &why)) {
+                return fail(err, p, why);
             }
             (key == "rc" ? f.rc : f.flow_update_count_delta) = static_cast<int32_t>(s);
         } else {
-            return fail(path, "unknown field");
+            return fail(err, p, "unknown field");
         }
     }
     if(!have_op) {
-        return fail("fault.op", "missing");
+        return fail(err, path + ".op", "missing");
     }
-    return clnksim::arm_fault(f, err);
+    if(!check_fault(&f, path, err)) {
+        return false;
+    }
+    *out = std::move(f);
+    return true;
 }
 
 }  // namespace detail

@@ -38,7 +38,9 @@ FaultHit take_fault(const std::string& op);
 // or not faultable.
 std::string faultable_op(const std::string& name);
 
-// The script form of a fault, checked and armed.
-bool arm_fault_json(const nlohmann::json& fault, std::string* err);
+// The script form of a fault, parsed and checked (op faultable, flow fields only where
+// the op has them) but not armed; op normalised. Messages start with `path`:
+// "fault.skip: ...", "faults.2.op: ...".
+bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::string* err);
 
 }  // namespace clnksim::detail
