@@ -85,11 +85,13 @@ void walk(Walker& w) {
 json summary_json(const DumpRun& run) {
     json functions = json::object();
     for(const auto& t : tally(run)) {
-        functions[t.function] = {{"calls", t.calls}, {"failed", t.failed}, {"chip_calls", t.chip_calls}};
+        functions[t.function] = {
+            {"calls", t.calls}, {"failed", t.failed}, {"with_errors", t.with_errors}, {"chip_calls", t.chip_calls}};
     }
     json s = json::object();
     s["calls"] = run.calls.size();
     s["failed"] = run.failures();
+    s["with_errors"] = run.calls_with_errors();
     s["chip_calls"] = run.chip_calls();
     s["elapsed_ms"] = run.elapsed_ms;
     s["functions"] = std::move(functions);
@@ -147,6 +149,20 @@ size_t DumpRun::failures() const {
     return static_cast<size_t>(std::count_if(calls.begin(), calls.end(), [](const DumpCall& c) { return !c.ok(); }));
 }
 
+size_t DumpCall::logged(int up_to_level) const {
+    if(!result.is_object()) {
+        return 0;
+    }
+    const json& log = result["log"];
+    return static_cast<size_t>(
+        std::count_if(log.begin(), log.end(), [&](const json& e) { return e["level"].get<int>() <= up_to_level; }));
+}
+
+size_t DumpRun::calls_with_errors() const {
+    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(),
+                                             [](const DumpCall& c) { return c.logged(TRACE_LEVEL_ERROR) > 0; }));
+}
+
 size_t DumpRun::chip_calls() const {
     size_t n = 0;
     for(const auto& c : calls) {
@@ -165,6 +181,7 @@ std::vector<DumpTally> tally(const DumpRun& run) {
         }
         it->calls++;
         it->failed += c.ok() ? 0 : 1;
+        it->with_errors += c.logged(TRACE_LEVEL_ERROR) > 0 ? 1 : 0;
         it->chip_calls += c.chip_calls();
     }
     return out;

@@ -8,6 +8,8 @@
 
 #include "varjson.h"
 
+#include <nolotrace.h>
+
 namespace host {
 
 // One call of the walk: the script line that makes it and what the script
@@ -22,6 +24,8 @@ struct DumpCall {
     bool ok() const { return result.is_object() && result["rc"] == 0; }
     int rc() const { return result.is_object() ? result["rc"].get<int>() : -1; }
     size_t chip_calls() const { return result.is_object() ? result["chip"].size() : 0; }
+    // Trace lines the call logged at error level or at warning level and above.
+    size_t logged(int up_to_level) const;
     // The typed result ([TYPE, VALUE]); ["null", null] when there is none.
     const json& ret() const;
     // The typed value of one key of an htable result, or nullptr.
@@ -36,14 +40,17 @@ struct DumpRun {
     const DumpCall* find(const std::string& function, uint32_t id = 0) const;
     std::vector<const DumpCall*> all(const std::string& function) const;
     size_t failures() const;
+    size_t calls_with_errors() const;
     size_t chip_calls() const;
 };
 
-// Per function, in order of first call: calls, failed calls, chip calls.
+// Per function, in order of first call: calls, failed calls (result not 0),
+// calls that logged errors, chip calls.
 struct DumpTally {
     std::string function;
     size_t calls = 0;
     size_t failed = 0;
+    size_t with_errors = 0;
     size_t chip_calls = 0;
 };
 std::vector<DumpTally> tally(const DumpRun& run);

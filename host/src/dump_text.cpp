@@ -17,8 +17,8 @@ namespace {
 
 constexpr size_t page_width = 100;
 constexpr size_t max_path_width = 70;
-constexpr int error_level = 100;
-constexpr int warning_level = 200;
+constexpr int error_level = TRACE_LEVEL_ERROR;
+constexpr int warning_level = TRACE_LEVEL_WARNING;
 
 // Data-model order of the interface's own parameters and of its statistics;
 // keys not listed follow in the order the module reports them.
@@ -197,8 +197,8 @@ std::string call_label(const DumpCall& c) {
     return c.id == 0 ? c.function : c.function + " Id=" + std::to_string(c.id);
 }
 
-// What went wrong in a call, and the warnings of one that worked: "!" lines for
-// failures with the module's error lines, "~" lines for warnings.
+// What went wrong in a call: "!" lines for a failed call or one that logged
+// errors, with the module's error lines; "~" lines for warnings.
 void notes(Section& s, const DumpCall& c) {
     if(!c.result.is_object()) {
         s.line("! " + call_label(c) + ": " + c.host_error);
@@ -214,11 +214,12 @@ void notes(Section& s, const DumpCall& c) {
             s.line("~ " + call_label(c) + ": " + what);
         }
     }
-    if(c.ok()) {
+    if(c.ok() && errors.empty()) {
         return;
     }
+    // A function may log an error and still return 0 (a part of its data is missing).
     std::string head = "! " + call_label(c) + ": rc " + std::to_string(c.rc());
-    if(c.id != 0) {
+    if(!c.ok() && c.id != 0) {
         head += ", the walk of this table stopped here";
     }
     s.line(head);
@@ -278,16 +279,17 @@ void print_header(const DumpRun& run, std::FILE* out) {
     };
     std::fprintf(out, "MoCA interface %s (is-present %s, is-available %s)\n", run.ifname.c_str(),
                  answer("is-present").c_str(), answer("is-available").c_str());
-    const DumpCall* create = run.find("create-moca-iface");
-    if(create != nullptr && !create->ok()) {
-        Section s(out, "Interface record (create-moca-iface)");
-        notes(s, *create);
+    auto noteworthy = [](const DumpCall* c) { return c != nullptr && (!c->ok() || c->logged(warning_level) > 0); };
+    if(noteworthy(run.find("is-present")) || noteworthy(run.find("is-available")) ||
+       noteworthy(run.find("create-moca-iface"))) {
+        Section s(out, "Interface record  (is-present, is-available, create-moca-iface)");
+        notes(s, run, {"is-present", "is-available", "create-moca-iface"});
     }
 }
 
 void print_interface(const DumpRun& run, const std::string& base, std::FILE* out) {
     Section s(out, base + "  (retrieve-static-info, retrieve-cfg-info, retrieve-dyn-info)");
-    notes(s, run, {"is-present", "is-available", "retrieve-static-info", "retrieve-cfg-info", "retrieve-dyn-info"});
+    notes(s, run, {"retrieve-static-info", "retrieve-cfg-info", "retrieve-dyn-info"});
     rows(s, base + ".",
          {run.find("retrieve-static-info"), run.find("retrieve-cfg-info"), run.find("retrieve-dyn-info")},
          interface_order);
@@ -456,11 +458,13 @@ void print_sapm(const DumpRun& run, const std::string& base, std::FILE* out) {
 }
 
 void print_summary(const DumpRun& run, std::FILE* out) {
-    Section s(out, format("Read in %.1f ms: %zu calls, %zu failed, %zu chip calls", run.elapsed_ms,
-                          run.calls.size(), run.failures(), run.chip_calls()));
-    s.line(format("  %-24s %6s %7s %11s", "function", "calls", "failed", "chip calls"));
+    Section s(out, format("Read in %.1f ms: %zu calls, %zu failed, %zu logged errors, %zu chip calls",
+                          run.elapsed_ms, run.calls.size(), run.failures(), run.calls_with_errors(),
+                          run.chip_calls()));
+    s.line(format("  %-24s %6s %7s %14s %11s", "function", "calls", "failed", "logged errors", "chip calls"));
     for(const auto& t : tally(run)) {
-        s.line(format("  %-24s %6zu %7zu %11zu", t.function.c_str(), t.calls, t.failed, t.chip_calls));
+        s.line(format("  %-24s %6zu %7zu %14zu %11zu", t.function.c_str(), t.calls, t.failed, t.with_errors,
+                      t.chip_calls));
     }
 }
 

@@ -1,6 +1,9 @@
 #include "session.h"
 
+#include <climits>
 #include <cstdio>
+
+#include <unistd.h>
 
 #include "chip.h"
 #include "eventloop.h"
@@ -8,10 +11,24 @@
 #ifndef MOCA_HOST_DEFAULT_MODULE
 #define MOCA_HOST_DEFAULT_MODULE "mxl-moca-ctrl.so"
 #endif
+#ifndef MOCA_HOST_INSTALLED_MODULE
+#define MOCA_HOST_INSTALLED_MODULE "../lib/mxl-moca-ctrl.so"
+#endif
 
 namespace host {
 
+// Installed, the module lies at a fixed place relative to the host; in the
+// build tree, it is the module built beside the host.
 std::string default_module_path() {
+    char exe[PATH_MAX];
+    ssize_t n = readlink("/proc/self/exe", exe, sizeof(exe) - 1);
+    if(n > 0) {
+        std::string dir(exe, static_cast<size_t>(n));
+        std::string installed = dir.substr(0, dir.rfind('/') + 1) + MOCA_HOST_INSTALLED_MODULE;
+        if(access(installed.c_str(), R_OK) == 0) {
+            return installed;
+        }
+    }
     return MOCA_HOST_DEFAULT_MODULE;
 }
 
