@@ -1,6 +1,8 @@
 // The command line of moca-host.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "cli.h"
 
 using host::json;
@@ -12,6 +14,11 @@ struct KeyValue {
     const char* key;
     const char* value;       // JSON; nullptr: rejected
 };
+
+// Readable and stable test names: the operand, or the command line.
+void PrintTo(const KeyValue& kv, std::ostream* os) {
+    *os << kv.operand;
+}
 
 class KeyValueOperands : public ::testing::TestWithParam<KeyValue> {};
 
@@ -57,6 +64,14 @@ struct CommandLine {
     std::vector<std::string> args;
     host::Command command;   // Command::none: rejected
 };
+
+void PrintTo(const CommandLine& cl, std::ostream* os) {
+    *os << "[";
+    for(const auto& arg : cl.args) {
+        *os << (&arg == &cl.args.front() ? "" : " ") << arg;
+    }
+    *os << "]";
+}
 
 class CommandLines : public ::testing::TestWithParam<CommandLine> {};
 
