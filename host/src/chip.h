@@ -1,5 +1,7 @@
 // The chip behind the module, as far as the host steers it: the simulator's
 // control interface (scenario, patches, faults, call log, open handles).
+// Built for a board (chip_board.cpp), there is no simulator: steering fails
+// with a message, and no calls or handles are counted.
 #pragma once
 
 #include <string>
@@ -21,5 +23,7 @@ void clear_calls();
 json take_calls();
 // Handles opened and not closed yet.
 int open_handles();
+// Whether take_calls() and open_handles() report anything (false on a board).
+bool counts_calls();
 
 } // namespace host::chip

@@ -210,6 +210,9 @@ const char* usage_text() {
         "  script [FILE]\n"
         "        runs a JSON-lines script (standard input without FILE) on a virtual\n"
         "        clock; one JSON result line per input line.\n"
+#ifdef MOCA_HOST_BOARD
+        "        Not in this build for a board: it needs the simulator, as --sim does.\n"
+#endif
         "\n"
         "options:\n"
         "  --module PATH      the module to load (default: the one built with the host)\n"

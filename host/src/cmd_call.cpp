@@ -89,7 +89,7 @@ int run_call(const Options& opt) {
     if(!session.start()) {
         return 1;
     }
-    if(!session.module().function(opt.function)) {
+    if(!session.module().has_function(opt.function)) {
         std::fprintf(stderr, "moca-host: module \"%s\" has no function '%s'\n%s", module_namespace,
                      opt.function.c_str(), usage_text());
         return 2;

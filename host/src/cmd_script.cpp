@@ -125,7 +125,7 @@ json ScriptRunner::do_call(const json& line) {
     if(!session_.module().loaded()) {
         return error_line("module not loaded");
     }
-    if(session_.module().function(name) == nullptr) {
+    if(!session_.module().has_function(name)) {
         return error_line("module \"" + std::string(module_namespace) + "\" has no function '" + name + "'");
     }
 

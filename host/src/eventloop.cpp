@@ -1,45 +1,31 @@
 #include "eventloop.h"
 
+#include <csignal>
+
 #include <amxc/amxc.h>
 #include <amxp/amxp_timer.h>
-#include <timerclock/timerclock.h>
 
 namespace host {
+
+namespace {
+
+// The signal only has to interrupt nothing and kill nothing: the pass after
+// each call measures the elapsed time itself.
+void on_alarm(int) {}
+
+} // namespace
+
+void loop_init() {
+    struct sigaction action {};
+    action.sa_handler = on_alarm;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
+}
 
 void loop_pass() {
     amxp_timers_calculate();
     amxp_timers_check();
-}
-
-void use_virtual_clock(bool on) {
-    timerclock_use_virtual(on);
-}
-
-void advance_virtual_clock(uint64_t ms) {
-    uint64_t left = ms;
-    // A timer that is due but whose pass changes nothing would keep the next
-    // expiry at 0; the guard stops such a loop from spinning.
-    unsigned idle_passes = 0;
-    for(;;) {
-        int64_t next = timerclock_next_expiry_ms();
-        if(next < 0 || static_cast<uint64_t>(next) > left) {
-            break;
-        }
-        if(next == 0) {
-            if(++idle_passes > 1000) {
-                break;
-            }
-        } else {
-            idle_passes = 0;
-        }
-        timerclock_advance_ms(static_cast<uint64_t>(next));
-        left -= static_cast<uint64_t>(next);
-        loop_pass();
-    }
-    if(left > 0) {
-        timerclock_advance_ms(left);
-    }
-    loop_pass();
 }
 
 } // namespace host

@@ -5,8 +5,15 @@
 
 namespace host {
 
+// Before the module starts timers: a libamxp that learns elapsed time from
+// SIGALRM (the real one) must not end the process with it.
+void loop_init();
+
 // One pass: timers whose time is up become expired, then their callbacks run.
 void loop_pass();
+
+// The virtual clock (eventloop_virtual.cpp; not in the board build, whose
+// libamxp has none).
 
 // Switches the timers to the virtual clock (scripts) or back to the monotonic one.
 void use_virtual_clock(bool on);

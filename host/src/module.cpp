@@ -1,7 +1,5 @@
 #include "module.h"
 
-#include <amxhost/amxhost.h>
-
 namespace host {
 
 Module::~Module() {
@@ -44,25 +42,16 @@ bool Module::close(std::string* err) {
     return true;
 }
 
-amxm_callback_t Module::function(const std::string& name) const {
-    if(so_ == nullptr) {
-        return nullptr;
-    }
-    return amxhost_get_callback(module_alias, module_namespace, name.c_str());
-}
-
 bool Module::call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const {
     if(so_ == nullptr) {
         *err = "module not loaded";
         return false;
     }
-    amxm_callback_t cb = function(name);
-    if(cb == nullptr) {
+    if(!has_function(name)) {
         *err = "module \"" + std::string(module_namespace) + "\" has no function '" + name + "'";
         return false;
     }
-    *rc = cb(name.c_str(), args, ret);
-    return true;
+    return dispatch(name, args, ret, rc, err);
 }
 
 } // namespace host

@@ -22,14 +22,20 @@ public:
     bool close(std::string* err);
     bool loaded() const { return so_ != nullptr; }
 
-    // The registered callback of a function of "moca-ctrl", or NULL.
-    amxm_callback_t function(const std::string& name) const;
+    // Whether the loaded module registers this function under "moca-ctrl".
+    bool has_function(const std::string& name) const;
 
-    // Calls a function directly, so that args and ret may be NULL. Returns
-    // false (and sets *err) when the module is not loaded or has no such function.
+    // Calls a function. The simulator build reaches the callback directly, so
+    // that args and ret may be NULL; the board build goes through
+    // amxm_execute_function, which refuses NULL. Returns false (and sets *err)
+    // when the module is not loaded, has no such function or the call is refused.
     bool call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const;
 
 private:
+    // The call itself, once the function is known to exist (module_direct.cpp
+    // or module_amxm.cpp).
+    bool dispatch(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const;
+
     std::string path_;
     amxm_shared_object_t* so_ = nullptr;
 };

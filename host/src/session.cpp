@@ -43,6 +43,7 @@ bool Session::start() {
         std::fprintf(stderr, "moca-host: scenario %s: %s\n", opt_.sim_path.c_str(), err.c_str());
         return false;
     }
+    loop_init();
     if(!module_.open(&err)) {
         std::fprintf(stderr, "moca-host: %s\n", err.c_str());
         return false;
