@@ -1,10 +1,13 @@
 #!/bin/sh
 # Installs the "platform" component of a build into a scratch prefix, builds
-# the module alone against that prefix (MXL_SYSTEM_LIBS), and checks what the
-# module links and where it looks for it.
-#   build_against_installed.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR GENERATOR MAKE_PROGRAM CC CXX
+# the module and the board moca-host against that prefix (MXL_SYSTEM_LIBS),
+# checks what the module links and where it looks for it, and runs the host
+# on the installed chip library (the simulator, fed through its environment).
+#   build_against_installed.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR GENERATOR MAKE_PROGRAM CC CXX [EXE_LDFLAGS]
+# EXE_LDFLAGS: for the host, e.g. the sanitizer runtime that the libraries of
+# a sanitizer build need first in the process.
 set -eu
-cmake="$1" build="$2" source="$3" generator="$5" make_program="$6" cc="$7" cxx="$8"
+cmake="$1" build="$2" source="$3" generator="$5" make_program="$6" cc="$7" cxx="$8" exe_ldflags="${9:-}"
 scratch=$(mktemp -d "$4/scratch.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 prefix="$scratch/prefix"
@@ -14,7 +17,8 @@ unset DESTDIR
 "$cmake" --install "$build" --component platform --prefix "$prefix" >/dev/null
 "$cmake" -S "$source" -B "$tree" -G "$generator" -DCMAKE_MAKE_PROGRAM="$make_program" \
     -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DMXL_SYSTEM_LIBS=ON -DMXL_SYSTEM_PREFIX="$prefix" -DMXL_WERROR=ON >"$scratch/configure.log" 2>&1 \
+    -DMXL_SYSTEM_LIBS=ON -DMXL_SYSTEM_PREFIX="$prefix" -DMXL_WERROR=ON -DCMAKE_EXE_LINKER_FLAGS="$exe_ldflags" \
+    >"$scratch/configure.log" 2>&1 \
     || { cat "$scratch/configure.log"; exit 1; }
 "$cmake" --build "$tree" >"$scratch/build.log" 2>&1 || { cat "$scratch/build.log"; exit 1; }
 
@@ -39,6 +43,37 @@ done
 # The SDK prefix is not where the libraries live on the target.
 if echo "$dynamic" | grep -E '\((RPATH|RUNPATH)\)'; then
     echo "module carries a library search path" >&2
+    status=1
+fi
+
+# The board host: nothing of the simulator's control or of our own host headers.
+host="$tree/bin/moca-host"
+if [ ! -x "$host" ]; then
+    echo "board moca-host not built" >&2
+    exit 1
+fi
+if nm -uC "$host" | grep -E 'timerclock_|amxhost_|clnksim::'; then
+    echo "board moca-host uses interfaces a board lacks" >&2
+    status=1
+fi
+# On a board the libraries lie in the loader's default path; the module carries
+# no search path, so here the loader is told where they are.
+dump=$(LD_LIBRARY_PATH="$prefix/lib" CLNKSIM_SCENARIO="$source/examples/home-network.json" \
+    "$host" --module "$module" dump moca0 2>&1) || {
+    echo "$dump" | tail -20
+    echo "board moca-host: dump moca0 failed" >&2
+    status=1
+}
+for expected in 'MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate' 'chip calls not counted'; do
+    if ! echo "$dump" | grep -qF "$expected"; then
+        echo "board moca-host dump lacks: $expected" >&2
+        status=1
+    fi
+done
+rc=0
+refusal=$("$host" --module "$module" script </dev/null 2>&1) || rc=$?
+if [ "$rc" -ne 2 ] || ! echo "$refusal" | grep -q 'script is not available: this moca-host is built for a board'; then
+    echo "board moca-host script: status $rc, said: $refusal" >&2
     status=1
 fi
 exit $status
