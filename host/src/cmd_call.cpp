@@ -89,9 +89,8 @@ int run_call(const Options& opt) {
     if(!session.start()) {
         return 1;
     }
-    if(!session.module().has_function(opt.function)) {
-        std::fprintf(stderr, "moca-host: module \"%s\" has no function '%s'\n%s", module_namespace,
-                     opt.function.c_str(), usage_text());
+    if(!session.module().can_call(opt.function, &err)) {
+        std::fprintf(stderr, "moca-host: %s\n%s", err.c_str(), usage_text());
         return 2;
     }
     if(opt.create) {

@@ -122,11 +122,8 @@ json ScriptRunner::do_call(const json& line) {
         with_loop = line["loop"].get<bool>();
     }
     const std::string name = function.get<std::string>();
-    if(!session_.module().loaded()) {
-        return error_line("module not loaded");
-    }
-    if(!session_.module().has_function(name)) {
-        return error_line("module \"" + std::string(module_namespace) + "\" has no function '" + name + "'");
+    if(!session_.module().can_call(name, &err)) {
+        return error_line(err);
     }
 
     Variant args;

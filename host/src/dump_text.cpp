@@ -35,18 +35,26 @@ const std::vector<std::string> stats_order{
     "MulticastPacketsSent", "MulticastPacketsReceived", "BroadcastPacketsSent", "BroadcastPacketsReceived",
     "UnknownProtoPacketsReceived"};
 
-// Units of the keys whose values carry one. Receive levels that the chip gives
-// as magnitudes below 0 dBm are marked "-dBm".
-const std::map<std::string, std::string, std::less<>> units{
-    {"MaxBitRate", "Mbps"}, {"MaxIngressBW", "Mbps"}, {"MaxEgressBW", "Mbps"}, {"TxBcastRate", "Mbps"},
-    {"PHYTxRate", "Mbps"}, {"PHYRxRate", "Mbps"}, {"PowerCntlPhyTarget", "Mbps"}, {"TpcTargetRateNper", "Mbps"},
-    {"TxRate", "Mbps"}, {"TxRateNper", "Mbps"}, {"TxRateVlper", "Mbps"},
-    {"CurrentOperFreq", "MHz"}, {"LastOperFreq", "MHz"}, {"Frequency", "MHz"},
-    {"PrimaryChannelOffset", "MHz"}, {"SecondaryChannelOffset", "MHz"},
-    {"TxPowerLimit", "dBm"}, {"BeaconPowerLimit", "dBm"},
-    {"RxPowerLevel", "-dBm"}, {"RxBcastPowerLevel", "-dBm"}, {"AggrRxPwrLevelThreshold", "-dBm"}, {"GlobalAggrRxPwrLevel", "-dBm"},
-    {"TxBcastPowerReduction", "dB"}, {"TxPowerControlReduction", "dB"}, {"RxSNR", "dB"},
-    {"MaxRate", "kbps"}, {"MaximumLatency", "ms"}, {"LeaseTime", "s"}, {"LeaseTimeLeft", "s"}, {"LinkUpTime", "s"}};
+// How a key's value is shown: with its unit; receive levels the chip gives as
+// magnitudes below 0 dBm also in dBm, durations also in days to seconds, margin
+// lists as runs of equal values.
+enum class Style { unit, below_zero, duration, runs };
+struct Presentation {
+    const char* unit;
+    Style style = Style::unit;
+};
+const std::map<std::string, Presentation, std::less<>> presentations{
+    {"MaxBitRate", {"Mbps"}}, {"MaxIngressBW", {"Mbps"}}, {"MaxEgressBW", {"Mbps"}}, {"TxBcastRate", {"Mbps"}},
+    {"PHYTxRate", {"Mbps"}}, {"PHYRxRate", {"Mbps"}}, {"PowerCntlPhyTarget", {"Mbps"}}, {"TpcTargetRateNper", {"Mbps"}},
+    {"TxRate", {"Mbps"}}, {"TxRateNper", {"Mbps"}}, {"TxRateVlper", {"Mbps"}},
+    {"CurrentOperFreq", {"MHz"}}, {"LastOperFreq", {"MHz"}}, {"Frequency", {"MHz"}},
+    {"PrimaryChannelOffset", {"MHz"}}, {"SecondaryChannelOffset", {"MHz"}},
+    {"TxPowerLimit", {"dBm"}}, {"BeaconPowerLimit", {"dBm"}},
+    {"RxPowerLevel", {"dBm", Style::below_zero}}, {"RxBcastPowerLevel", {"dBm", Style::below_zero}},
+    {"AggrRxPwrLevelThreshold", {"dBm", Style::below_zero}}, {"GlobalAggrRxPwrLevel", {"dBm", Style::below_zero}},
+    {"TxBcastPowerReduction", {"dB"}}, {"TxPowerControlReduction", {"dB"}}, {"RxSNR", {"dB"}},
+    {"MaxRate", {"kbps"}}, {"MaximumLatency", {"ms"}}, {"LeaseTime", {"s"}}, {"LeaseTimeLeft", {"s"}},
+    {"LinkUpTime", {"s", Style::duration}}, {"PhyMargin", {"", Style::runs}}};
 
 std::string format(const char* fmt, auto... args) {
     char buffer[256];
@@ -69,28 +77,61 @@ bool is_text_type(const std::string& type) {
     return type == "cstring" || type == "csv_string" || type == "ssv_string";
 }
 
+std::vector<std::string> split(const std::string& s, char sep) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    while(!s.empty()) {
+        size_t end = s.find(sep, start);
+        out.push_back(s.substr(start, end == std::string::npos ? std::string::npos : end - start));
+        if(end == std::string::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    return out;
+}
+
+// "24(x4) 0(x92) 12": runs of equal values in a comma-separated list.
+std::string value_runs(const std::vector<std::string>& values) {
+    std::string out;
+    for(size_t i = 0; i < values.size();) {
+        size_t j = i;
+        while(j < values.size() && values[j] == values[i]) {
+            ++j;
+        }
+        out += (out.empty() ? "" : " ") + values[i] + (j - i > 1 ? "(x" + std::to_string(j - i) + ")" : "");
+        i = j;
+    }
+    return out;
+}
+
 // A typed value as text: numbers and booleans as JSON writes them, text as it
-// is ("" when empty), with the key's unit.
+// is ("" when empty), as the key's presentation has it.
 std::string shown(std::string_view key, const json& typed) {
     const std::string type = typed[0].get<std::string>();
     const json& value = typed[1];
+    auto how = presentations.find(key);
+    const Style style = how == presentations.end() ? Style::unit : how->second.style;
     if(is_text_type(type)) {
         std::string text = value.get<std::string>();
+        if(style == Style::runs) {
+            std::vector<std::string> values = split(text, ',');
+            return std::to_string(values.size()) + " values: " + value_runs(values);
+        }
         return text.empty() ? "\"\"" : text;
     }
     std::string text = value.is_null() ? "(null)" : to_line(value);
-    auto unit = units.find(key);
-    if(unit == units.end() || !value.is_number()) {
+    if(how == presentations.end() || !value.is_number() || style == Style::runs) {
         return text;
     }
-    if(unit->second == "-dBm") {
-        bool magnitude = value.is_number_integer() && value.get<int64_t>() >= 0;
-        return magnitude ? text + " (" + below_dbm(value.get<uint64_t>()) + ")" : text + " dBm";
+    const std::string unit = how->second.unit;
+    if(style == Style::below_zero && value.is_number_integer() && value.get<int64_t>() >= 0) {
+        return text + " (" + below_dbm(value.get<uint64_t>()) + ")";
     }
-    if(key == "LinkUpTime" && value.is_number_unsigned()) {
-        return text + " s (" + duration(value.get<uint64_t>()) + ")";
+    if(style == Style::duration && value.is_number_unsigned()) {
+        return text + " " + unit + " (" + duration(value.get<uint64_t>()) + ")";
     }
-    return text + " " + unit->second;
+    return text + " " + unit;
 }
 
 uint64_t number(const DumpCall& c, const char* key) {
@@ -106,20 +147,6 @@ std::string text(const DumpCall& c, const char* key) {
 bool flag(const DumpCall& c, const char* key) {
     const json* v = c.key(key);
     return v != nullptr && (*v)[1].is_boolean() && (*v)[1].get<bool>();
-}
-
-std::vector<std::string> split(const std::string& s, char sep) {
-    std::vector<std::string> out;
-    size_t start = 0;
-    while(!s.empty()) {
-        size_t end = s.find(sep, start);
-        out.push_back(s.substr(start, end == std::string::npos ? std::string::npos : end - start));
-        if(end == std::string::npos) {
-            break;
-        }
-        start = end + 1;
-    }
-    return out;
 }
 
 // Greedy fill of width columns, breaking after the commas of a list, or
@@ -147,6 +174,22 @@ std::vector<std::string> wrap(const std::string& value, size_t width) {
     return lines;
 }
 
+std::string range_label(uint32_t first, uint32_t last) {
+    return first == last ? std::to_string(first) : std::to_string(first) + "-" + std::to_string(last);
+}
+
+// A function as a heading names it: with the Ids of its walk, if it walked a table.
+std::string called(const DumpRun& run, const std::string& function) {
+    auto calls = run.all(function);
+    if(calls.empty()) {
+        return function + " not called";
+    }
+    return calls.front()->id == 0 ? function : function + " " + range_label(calls.front()->id, calls.back()->id);
+}
+
+class Section;
+void notes(Section& s, const DumpRun& run, std::initializer_list<const char*> functions);
+
 // A section: path/value rows aligned on one column, and free lines, in order.
 class Section {
 public:
@@ -156,6 +199,13 @@ public:
             std::fprintf(out_, "# %s\n", line.c_str());
         }
     }
+    // The section of an object: its heading names the functions that read it,
+    // and what went wrong in their calls comes first.
+    Section(std::FILE* out, const DumpRun& run, const std::string& object, std::initializer_list<const char*> functions,
+            const std::string& about = "")
+        : Section(out, heading(run, object, functions), about) {
+        notes(*this, run, functions);
+    }
     ~Section() { flush(); }
     Section(const Section&) = delete;
     Section& operator=(const Section&) = delete;
@@ -164,6 +214,15 @@ public:
     void line(std::string text) { rows_.push_back({std::move(text), "", false}); }
 
 private:
+    static std::string heading(const DumpRun& run, const std::string& object,
+                               std::initializer_list<const char*> functions) {
+        std::string text = object + "  (";
+        for(const char* f : functions) {
+            text += (f == *functions.begin() ? "" : ", ") + called(run, f);
+        }
+        return text + ")";
+    }
+
     struct Row {
         std::string path;
         std::string value;
@@ -263,14 +322,15 @@ void rows(Section& s, const std::string& prefix, const std::vector<const DumpCal
     }
 }
 
-std::string range_label(uint32_t first, uint32_t last) {
-    return first == last ? std::to_string(first) : std::to_string(first) + "-" + std::to_string(last);
-}
-
-std::string walked(const DumpRun& run, const char* function) {
-    auto calls = run.all(function);
-    return calls.empty() ? std::string(function) + " not called"
-                         : std::string(function) + " " + range_label(calls.front()->id, calls.back()->id);
+// One block of rows per entry of a walked table that keep() accepts, each key as
+// <object>.<Id>.<key>.
+template <typename Keep>
+void instances(Section& s, const DumpRun& run, const char* function, const std::string& object, Keep keep) {
+    for(const DumpCall* c : run.all(function)) {
+        if(c->ok() && keep(*c)) {
+            rows(s, object + "." + std::to_string(c->id) + ".", {c}, {});
+        }
+    }
 }
 
 void print_header(const DumpRun& run, std::FILE* out) {
@@ -283,46 +343,33 @@ void print_header(const DumpRun& run, std::FILE* out) {
     auto noteworthy = [](const DumpCall* c) { return c != nullptr && (!c->ok() || c->logged(warning_level) > 0); };
     if(noteworthy(run.find("is-present")) || noteworthy(run.find("is-available")) ||
        noteworthy(run.find("create-moca-iface"))) {
-        Section s(out, "Interface record  (is-present, is-available, create-moca-iface)");
-        notes(s, run, {"is-present", "is-available", "create-moca-iface"});
+        Section s(out, run, "Interface record", {"is-present", "is-available", "create-moca-iface"});
     }
 }
 
 void print_interface(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + "  (retrieve-static-info, retrieve-cfg-info, retrieve-dyn-info)");
-    notes(s, run, {"retrieve-static-info", "retrieve-cfg-info", "retrieve-dyn-info"});
+    Section s(out, run, base, {"retrieve-static-info", "retrieve-cfg-info", "retrieve-dyn-info"});
     rows(s, base + ".",
          {run.find("retrieve-static-info"), run.find("retrieve-cfg-info"), run.find("retrieve-dyn-info")},
          interface_order);
 }
 
 void print_stats(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".Stats  (retrieve-stats-info)");
-    notes(s, run, {"retrieve-stats-info"});
+    Section s(out, run, base + ".Stats", {"retrieve-stats-info"});
     rows(s, base + ".Stats.", {run.find("retrieve-stats-info")}, stats_order);
 }
 
 void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".QoS  (retrieve-qos-info, " + walked(run, "retrieve-flow-info") + ")",
-              "flows listed; instance = Id");
-    notes(s, run, {"retrieve-qos-info", "retrieve-flow-info"});
+    Section s(out, run, base + ".QoS", {"retrieve-qos-info", "retrieve-flow-info"}, "flows listed; instance = Id");
     rows(s, base + ".QoS.", {run.find("retrieve-qos-info")}, {});
-    for(const DumpCall* f : run.all("retrieve-flow-info")) {
-        if(f->ok() && !text(*f, "FlowID").empty()) {
-            rows(s, base + ".QoS.FlowStats." + std::to_string(f->id) + ".", {f}, {});
-        }
-    }
+    instances(s, run, "retrieve-flow-info", base + ".QoS.FlowStats",
+              [](const DumpCall& f) { return !text(f, "FlowID").empty(); });
 }
 
 void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".AssociatedDevice  (" + walked(run, "retrieve-node-info") + ")",
-              "active nodes; instance = Id = node id + 1");
-    notes(s, run, {"retrieve-node-info"});
-    for(const DumpCall* n : run.all("retrieve-node-info")) {
-        if(n->ok() && flag(*n, "Active")) {
-            rows(s, base + ".AssociatedDevice." + std::to_string(n->id) + ".", {n}, {});
-        }
-    }
+    Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"}, "active nodes; instance = Id = node id + 1");
+    instances(s, run, "retrieve-node-info", base + ".AssociatedDevice",
+              [](const DumpCall& n) { return flag(n, "Active"); });
 }
 
 // The node ids in the network: this node and the active associated nodes.
@@ -341,9 +388,8 @@ std::vector<uint64_t> network_nodes(const DumpRun& run) {
 }
 
 void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".Mesh  (" + walked(run, "retrieve-mesh-info") + ")",
+    Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
               "TxRateNper in Mbps between the nodes in the network: row transmits, column receives");
-    notes(s, run, {"retrieve-mesh-info"});
     std::vector<uint64_t> ids = network_nodes(run);
     std::map<std::pair<uint64_t, uint64_t>, std::string> cells;
     size_t width = 3;
@@ -375,28 +421,10 @@ void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
 }
 
 void print_bridges(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".Bridge  (" + walked(run, "retrieve-bridge-info") + ")",
+    Section s(out, run, base + ".Bridge", {"retrieve-bridge-info"},
               "nodes with bridged addresses; instance = Id = node id + 1");
-    notes(s, run, {"retrieve-bridge-info"});
-    for(const DumpCall* b : run.all("retrieve-bridge-info")) {
-        if(b->ok() && !text(*b, "MACAddresses").empty()) {
-            rows(s, base + ".Bridge." + std::to_string(b->id) + ".", {b}, {});
-        }
-    }
-}
-
-// "24(x4) 0(x92) 12": runs of equal values in a comma-separated list.
-std::string value_runs(const std::vector<std::string>& values) {
-    std::string out;
-    for(size_t i = 0; i < values.size();) {
-        size_t j = i;
-        while(j < values.size() && values[j] == values[i]) {
-            ++j;
-        }
-        out += (out.empty() ? "" : " ") + values[i] + (j - i > 1 ? "(x" + std::to_string(j - i) + ")" : "");
-        i = j;
-    }
-    return out;
+    instances(s, run, "retrieve-bridge-info", base + ".Bridge",
+              [](const DumpCall& b) { return !text(b, "MACAddresses").empty(); });
 }
 
 void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
@@ -408,10 +436,9 @@ void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
             lowest = std::max(lowest, number(*e, "GlobalAggrRxPwrLevel"));
         }
     }
-    Section s(out, base + ".Rlapm  (retrieve-rlapm-number, " + walked(run, "retrieve-rlapm-info") + ")",
+    Section s(out, run, base + ".Rlapm", {"retrieve-rlapm-number", "retrieve-rlapm-info"},
               "PhyMargin (dB) of the entries of each profile and frequency, in order of their\n"
               "GlobalAggrRxPwrLevel (0 to " + below_dbm(lowest) + "); runs of equal values written value(xcount)");
-    notes(s, run, {"retrieve-rlapm-number", "retrieve-rlapm-info"});
     rows(s, base + ".", {run.find("retrieve-rlapm-number")}, {});
     if(!entries.empty()) {
         s.line(format("  %-9s %7s %9s  %-8s %s", "Id", "Profile", "Frequency", "Status", "PhyMargin"));
@@ -438,24 +465,10 @@ void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
 }
 
 void print_sapm(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, base + ".Sapm  (retrieve-sapm-number, " + walked(run, "retrieve-sapm-info") + ")",
+    Section s(out, run, base + ".Sapm", {"retrieve-sapm-number", "retrieve-sapm-info"},
               "PhyMargin per sub-carrier, runs of equal values written value(xcount)");
-    notes(s, run, {"retrieve-sapm-number", "retrieve-sapm-info"});
     rows(s, base + ".", {run.find("retrieve-sapm-number")}, {});
-    for(const DumpCall* e : run.all("retrieve-sapm-info")) {
-        if(!e->ok()) {
-            continue;
-        }
-        const std::string prefix = base + ".Sapm." + std::to_string(e->id) + ".";
-        for(const auto& [key, typed] : e->ret()[1].items()) {
-            if(key == "PhyMargin") {
-                std::vector<std::string> margins = split(text(*e, "PhyMargin"), ',');
-                s.row(prefix + key, std::to_string(margins.size()) + " values: " + value_runs(margins));
-            } else {
-                s.row(prefix + key, shown(key, typed));
-            }
-        }
-    }
+    instances(s, run, "retrieve-sapm-info", base + ".Sapm", [](const DumpCall&) { return true; });
 }
 
 void print_summary(const DumpRun& run, std::FILE* out) {

@@ -42,7 +42,7 @@ bool Module::close(std::string* err) {
     return true;
 }
 
-bool Module::call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const {
+bool Module::can_call(const std::string& name, std::string* err) const {
     if(so_ == nullptr) {
         *err = "module not loaded";
         return false;
@@ -51,7 +51,11 @@ bool Module::call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, in
         *err = "module \"" + std::string(module_namespace) + "\" has no function '" + name + "'";
         return false;
     }
-    return dispatch(name, args, ret, rc, err);
+    return true;
+}
+
+bool Module::call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const {
+    return can_call(name, err) && dispatch(name, args, ret, rc, err);
 }
 
 } // namespace host

@@ -22,8 +22,9 @@ public:
     bool close(std::string* err);
     bool loaded() const { return so_ != nullptr; }
 
-    // Whether the loaded module registers this function under "moca-ctrl".
-    bool has_function(const std::string& name) const;
+    // Whether the module is loaded and registers this function under "moca-ctrl";
+    // if not, *err says which of the two is missing.
+    bool can_call(const std::string& name, std::string* err) const;
 
     // Calls a function. The simulator build reaches the callback directly, so
     // that args and ret may be NULL; the board build goes through
@@ -32,8 +33,9 @@ public:
     bool call(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const;
 
 private:
-    // The call itself, once the function is known to exist (module_direct.cpp
-    // or module_amxm.cpp).
+    // Whether the loaded module registers the function (module_direct.cpp or module_amxm.cpp).
+    bool has_function(const std::string& name) const;
+    // The call itself, once the function is known to exist.
     bool dispatch(const std::string& name, amxc_var_t* args, amxc_var_t* ret, int* rc, std::string* err) const;
 
     std::string path_;

@@ -22,13 +22,6 @@ const char* const kFaultableOps[] = {
     "ClnkLib_GetBridgeTable",  "ClnkLib_ListFlows",       "ClnkLib_QueryFlow",
 };
 
-bool fail(std::string* err, const std::string& path, const std::string& what) {
-    if(err != nullptr) {
-        *err = path + ": " + what;
-    }
-    return false;
-}
-
 // The op is one that can fail, flow fields only where the op reports them; op normalised.
 bool check_fault(Fault* fault, const std::string& path, std::string* err) {
     const std::string op = faultable_op(fault->op);

@@ -28,14 +28,14 @@ Iface* State::find(const std::string& name) {
     return nullptr;
 }
 
-namespace {
-
 bool fail(std::string* err, const std::string& path, const std::string& what) {
     if(err != nullptr) {
         *err = (path.empty() ? std::string("scenario") : path) + ": " + what;
     }
     return false;
 }
+
+namespace {
 
 std::string join(const std::string& path, const std::string& key) {
     return path.empty() ? key : path + "." + key;

@@ -76,6 +76,9 @@ ojson encode_scenario(const State& state);
 bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signed,
                uint64_t* out_unsigned, std::string* why);
 
+// Sets *err (when given) to "path: what", "scenario: what" for the top level; false.
+bool fail(std::string* err, const std::string& path, const std::string& what);
+
 // "aa:bb:cc:dd:ee:ff" (either case) -> two words as the chip packs them.
 bool parse_mac(const std::string& text, uint32_t* hi, uint32_t* lo);
 std::string mac_text(uint32_t hi, uint32_t lo);
