@@ -2,6 +2,8 @@
 // interface records with their timers, and unloading with records alive.
 #include <dlfcn.h>
 
+#include <algorithm>
+
 #include <amxp/amxp_timer.h>
 
 #include "mxl_test_env.h"
@@ -292,4 +294,38 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
     EXPECT_EQ(error.zone, "korvane");
     EXPECT_EQ(error.mark, "x");
     EXPECT_EQ(error.func, "mxl_iface_destroy");
+}
+
+// Records destroyed, or still alive at unload, while their six cache timers
+// run: no timer fires afterwards (under ASan: nothing touches the freed record).
+TEST_F(FrameTest, TimersOfAFreedRecordNeverFire) {
+    std::string err;
+    ASSERT_TRUE(clnksim::patch(nlohmann::json::parse(R"({"interfaces": {"moca0": {"nodes": {"0": {
+        "netInfo": {"guid": "02:00:00:00:00:01"}, "fmr": {"validInfo": 1}}}}}})"), &err)) << err;
+    auto fill = [this] {
+        create("moca0");
+        for(const char* fn : {"retrieve-node-info", "retrieve-mesh-info", "retrieve-bridge-info", "retrieve-flow-info",
+                              "retrieve-rlapm-info", "retrieve-sapm-info"}) {
+            Outcome out = call(fn, ojson{{"InternalName", "moca0"}, {"Id", 1}});
+            ASSERT_TRUE(out.rc == 0 && !out.chip.empty()) << fn;
+        }
+    };
+    auto fired = [](const std::vector<LogLine>& log) {
+        return std::count_if(log.begin(), log.end(), [](const LogLine& l) { return l.msg == "timer fired"; });
+    };
+    fill();
+    EXPECT_EQ(fired(advance(10001)), 6);     // all six were running
+    call("destroy-moca-iface", ojson{{"InternalName", "moca0"}});
+    for(uint64_t wait : {0, 5000}) {         // destroyed right after the refills, and half-way
+        SCOPED_TRACE(wait);
+        fill();
+        advance(wait);
+        ASSERT_EQ(call("destroy-moca-iface", ojson{{"InternalName", "moca0"}}).rc, 0);
+        EXPECT_EQ(fired(advance(20000)), 0);
+    }
+    fill();
+    unload_module();
+    take_log();
+    EXPECT_TRUE(advance(20000).empty());
+    ASSERT_TRUE(load_module());
 }

@@ -1,0 +1,547 @@
+// A chip failure at every point: each registered function, on each network,
+// is run once cleanly to record its chip calls, then once per recorded call
+// with exactly that call failing, each time from the same cold start. Every
+// run is checked against the outcome the module documents for that failure
+// (the expectation table below): result code, error lines, what the result
+// holds, no handle left open, the chip unchanged, and what the next clean call
+// does. The flow listing's retry paths (flow codes, retry budgets, change
+// detection) have a table of their own.
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "mxl_test_env.h"
+
+using namespace mxltest;
+using strings = std::vector<std::string>;
+
+namespace {
+
+// ---- networks -----------------------------------------------------------------------------
+
+std::string mac(uint32_t a, uint32_t b) {
+    char text[18];
+    snprintf(text, sizeof(text), "02:00:00:00:%02x:%02x", a & 0xFF, b & 0xFF);
+    return text;
+}
+
+ojson profiles(const char* valid_key, const char* rate_key, const std::vector<uint32_t>& types,
+               uint32_t invalid_from) {
+    ojson out = ojson::object();
+    for(uint32_t t : types) {
+        out[std::to_string(t)] = {{valid_key, t < invalid_from ? 1 : 0}, {rate_key, 100 + t}};
+    }
+    return out;
+}
+
+// One node: MoCA 1.x nodes have the MoCA 1 profiles; the others all of them,
+// with some invalid pairs so that the node reader takes its fallbacks.
+ojson node(uint32_t id, const char* ver, uint32_t nodes, uint32_t flows) {
+    const bool moca1 = std::string(ver).rfind("0x1", 0) == 0;
+    const std::vector<uint32_t> types = moca1 ? std::vector<uint32_t>{7, 8} : std::vector<uint32_t>{7, 8, 13, 14, 18};
+    const uint32_t invalid_from = (id % 3 == 1) ? 13 : 99;   // 0xe, 0xd and 0x12 unusable: fall back
+    ojson p2p = ojson::object();
+    for(uint32_t peer = 0; peer < nodes; peer++) {
+        p2p[std::to_string(peer)] = {{"rateNper", 500 + peer}, {"rateVLper", 400 + peer}};
+    }
+    ojson list = ojson::array();
+    for(uint32_t k = 0; k < flows; k++) {
+        list.push_back({{"flowId", mac(0x80 | id, k)}, {"packetDa", mac(0x40, k)}, {"ingressGuid", mac(0, id)},
+                        {"egressGuid", mac(0, (id + 1) % nodes)}, {"tPeakDataRateKbps", 1000 + k}, {"dfid", k}});
+    }
+    return {{"netInfo", {{"guid", mac(0, id)}, {"mocaVer", ver}, {"protoSupport", moca1 ? "0x80" : "0x240"}}},
+            {"txProfiles", profiles("txProfileValid", "txPhyrate", types, invalid_from)},
+            {"rxProfiles", profiles("rxProfileValid", "rxPhyrate", types, invalid_from)},
+            {"cdInfo", {{"linkUpTimeInSecs", 77}, {"resetCount", 1}}},
+            {"fmr", {{"validInfo", 1}, {"p2p", p2p}}},
+            {"flows", {{"flowUpdateCount", 3}, {"list", list}}}};
+}
+
+// moca0 as node 0 of `nodes` active nodes of MoCA version `ver`; node 1 has
+// `long_list` flows (two batches when above 32), the others `flows` each.
+ojson network(uint32_t nodes, const char* ver, uint32_t flows, uint32_t long_list) {
+    ojson all = ojson::object();
+    ojson ucast_dst = ojson::array();
+    for(uint32_t id = 0; id < nodes; id++) {
+        all[std::to_string(id)] = node(id, ver, nodes, id == 1 ? long_list : flows);
+        if(id > 0) {
+            ucast_dst.push_back({{"mac", mac(0x10, id)}, {"nodeId", id}});
+        }
+    }
+    const bool rows = nodes > 1;
+    ojson iface = {
+        {"present", true}, {"openable", true}, {"started", true},
+        {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkState", 6}, {"networkMocaVer", ver},
+                       {"activeNodeBitmask", (1u << nodes) - 1}, {"socVersionStr", "1.18.16"}, {"mac", mac(0, 0)}}},
+        {"config", {{"preferredNcMode", 1}, {"securityMode", 0}, {"maxTxPwr", 7}, {"beaconTxPwr", 5},
+                    {"tgtP2pNperRate", 700}, {"tgtP2p50Rate", 630}, {"tabooMask", "0x000001"}}},
+        {"ecbStats", {{"debug15", 6}}},
+        {"dataStats", {{"txTotalPkts", 12}, {"rxUcastPkts", {{"1", 5}}}}},
+        {"nodes", all},
+        {"bridgeTables", {{"ucastSrc", rows ? ojson::array({{{"mac", mac(0x20, 1)}, {"nodeId", 0}}}) : ojson::array()},
+                          {"mcastSrc", rows ? ojson::array({{{"mac", mac(0x21, 1)}, {"nodeId", 0}}}) : ojson::array()},
+                          {"ucastDst", ucast_dst}}},
+    };
+    if(rows) {
+        iface["rlapm"] = ojson::parse(R"({"profiles": {"0": {"tbl": {"0": {"freq": 1150, "phymargin": [120, 7]}}}}})");
+        iface["sapm"] = ojson::parse(R"({"profiles": {"2": {"tbl": {"1": {"freq": 1400, "scstart": 250}}}}})");
+    }
+    return {{"interfaces", {{"moca0", iface}}}};
+}
+
+ojson example_file() {
+    std::ifstream in(MXL_EXAMPLES_DIR "/home-network.json");
+    return ojson::parse(in);
+}
+
+struct Scenario {
+    const char* name;
+    ojson json;
+    const char* iface;
+};
+
+void PrintTo(const Scenario& s, std::ostream* os) { *os << s.name; }
+
+const std::vector<Scenario>& scenarios() {
+    static const std::vector<Scenario> all = {
+        {"HomeNetwork", example_file(), "moca0"},
+        {"HomeNetworkStopped", example_file(), "moca1"},      // link down
+        {"Moca1x", network(4, "0x11", 0, 0), "moca0"},        // no PQoS: every node answers "not capable"
+        {"Full16", network(16, "0x25", 2, 34), "moca0"},      // 64 flows, one node in two batches
+        {"Empty", network(1, "0x25", 0, 0), "moca0"},         // the local node alone, every table empty
+    };
+    return all;
+}
+
+// ---- the calls ------------------------------------------------------------------------------
+
+struct Step {
+    std::string fn;
+    ojson args;
+};
+
+struct MatrixCall {
+    std::string label;        // row of the summary
+    Step step;
+    std::vector<Step> before; // run cleanly after the cold start, before the measured call
+    std::string read_label;   // set-cfg-info: the option named in its read failure
+};
+
+std::vector<MatrixCall> calls(const std::string& name) {
+    const ojson in = {{"InternalName", name}};
+    auto with = [&](const char* key, const ojson& value) {
+        ojson a = in;
+        a[key] = value;
+        return a;
+    };
+    auto id = [&](uint32_t n) { return with("Id", n); };
+    auto cfg = [&](const char* key, const ojson& value, const char* read_label = "") {
+        return MatrixCall{std::string("set-cfg-info ") + key, {"set-cfg-info", with(key, value)}, {}, read_label};
+    };
+    auto cached = [&](const char* fn) {
+        return MatrixCall{std::string(fn) + " (cached)", {fn, id(2)}, {{fn, id(1)}}, ""};
+    };
+    std::vector<MatrixCall> out = {
+        {"create-moca-iface", {"create-moca-iface", in}, {}, ""},
+        {"destroy-moca-iface", {"destroy-moca-iface", in}, {}, ""},
+        cfg("Enable", false),
+        {"set-cfg-info Enable (start)", {"set-cfg-info", with("Enable", true)}, {{"set-cfg-info", with("Enable", false)}}, ""},
+        cfg("PreferredNC", false, "PreferredNC"),
+        cfg("PrivacyEnabledSetting", true),
+        cfg("TpcTargetRateNper", 321, "tgtP2pNperRate"),
+        cfg("FreqCurrentMaskSetting", "0x10"),
+        cfg("KeyPassphrase", "secret-phrase-1"),
+        cfg("TxPowerLimit", 3, "maxTxPwr"),
+        cfg("PowerCntlPhyTarget", 512, "tgtP2p50Rate"),
+        cfg("BeaconPowerLimit", 2, "beaconTxPwr"),
+        cfg("NodeTabooMask", "F0F0", "tabooMask"),
+    };
+    for(const char* fn : {"retrieve-cfg-info", "retrieve-static-info", "retrieve-dyn-info", "retrieve-qos-info"}) {
+        out.push_back({fn, {fn, in}, {}, ""});
+    }
+    for(const char* fn : {"retrieve-rlapm-number", "retrieve-sapm-number", "retrieve-stats-info", "is-available",
+                          "is-present"}) {
+        out.push_back({fn, {fn, in}, {}, ""});
+    }
+    for(const char* fn : {"retrieve-flow-info", "retrieve-rlapm-info", "retrieve-sapm-info", "retrieve-node-info",
+                          "retrieve-mesh-info", "retrieve-bridge-info"}) {
+        out.push_back({fn, {fn, id(1)}, {}, ""});
+        out.push_back(cached(fn));
+    }
+    return out;
+}
+
+// ---- expected outcomes ----------------------------------------------------------------------
+
+enum class Rc { Fault, Zero };
+enum class Ret {
+    Untouched,   // not turned into anything
+    Filled,      // the keys of the clean result, values from whatever the record holds
+    Clean,       // exactly the clean result: the failure was retried away
+    False,       // the boolean false
+};
+enum class Next {
+    Again,       // the next clean call makes the clean call's requests and gets its result
+    Fresh,       // the table was completed all the same: the next call is served from it
+    Exists,      // creation: the record exists (disabled) and a second create changes nothing
+};
+
+struct Expect {
+    strings fns;      // functions the row applies to; empty: any
+    const char* op;   // failing operation; "": any
+    int nth;          // which call of that operation in the clean sequence; -1: any
+    Rc rc;
+    strings errors;   // templates: {if} name, {op}, {rc}, {arg0}, {label}, {bridge}
+    Ret ret;
+    Next next;
+};
+
+const std::string CHIP_FAILED = "{if}: {op} failed with rc={rc}";
+const strings ANY;
+const strings QOS = {"retrieve-qos-info", "retrieve-flow-info"};
+
+// First matching row wins.
+const std::vector<Expect>& expectations() {
+    static const std::vector<Expect> rows = {
+        // Creation keeps a record for a chip that can't be opened or read, disabled.
+        {{"create-moca-iface"}, "", -1, Rc::Zero, {CHIP_FAILED}, Ret::Untouched, Next::Exists},
+        // Availability is the answer, not an error.
+        {{"is-available"}, "ClnkLib_OpenByName", -1, Rc::Zero, {}, Ret::False, Next::Again},
+        {{"is-present"}, "ClnkLib_ListNames", -1, Rc::Fault, {"'ClnkLib_ListNames' failed to execute"},
+         Ret::Untouched, Next::Again},
+        {{"set-cfg-info"}, "ClnkLib_GetClnkCfgV2Params", -1, Rc::Fault,
+         {"{if}: ClnkLib_GetClnkCfgV2Params for {label} failed rc={rc}"}, Ret::Untouched, Next::Again},
+        {{"set-cfg-info"}, "ClnkLib_SetClnkCfgV2Params", -1, Rc::Fault,
+         {"{if}: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc={rc}"}, Ret::Untouched, Next::Again},
+        {{"set-cfg-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
+        // The ECB read's code is not examined.
+        {{"retrieve-static-info"}, "ClnkLib_GetEcbStats", -1, Rc::Zero, {}, Ret::Filled, Next::Again},
+        // Counting reports the old count after its own line and the counting routine's.
+        {{"retrieve-rlapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
+         Ret::Filled, Next::Again},
+        {{"retrieve-sapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
+         Ret::Filled, Next::Again},
+        // Margin refills: a failed open leaves ret alone; a failed read of the
+        // refill's own handle, or of the counting routine's (second), fills it from the cache.
+        {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "ClnkLib_OpenByName", 0, Rc::Fault, {CHIP_FAILED},
+         Ret::Untouched, Next::Again},
+        {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "", 0, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
+        {{"retrieve-rlapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
+         Ret::Filled, Next::Again},
+        {{"retrieve-sapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
+         Ret::Filled, Next::Again},
+        // Node table: the failing node's line, then the refresh's; the slot is reported all the same.
+        {{"retrieve-node-info"}, "ClnkLib_GetNetInfo", -1, Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "ClnkLib_GetPhyTxProfile", -1, Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "ClnkLib_GetPhyRxProfile", -1, Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled,
+         Next::Again},
+        {{"retrieve-mesh-info"}, "ClnkLib_OpenByName", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
+        {{"retrieve-mesh-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
+        {{"retrieve-bridge-info"}, "ClnkLib_GetBridgeTable", -1, Rc::Fault,
+         {"{if}: ClnkLib_GetBridgeTable for {bridge} failed with rc={rc}", "mxl_get_bridges_info failed"},
+         Ret::Filled, Next::Again},
+        {{"retrieve-bridge-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_bridges_info failed"}, Ret::Filled,
+         Next::Again},
+        // Flow listing: a node whose GUID can't be read is passed over; list and
+        // query failures are retried; the listing completes in all three cases.
+        {QOS, "ClnkLib_GetNetInfo", -1, Rc::Zero, {"ClnkLib_GetNetInfo failed on {arg0} ith rc={rc}"}, Ret::Filled,
+         Next::Fresh},
+        {QOS, "ClnkLib_ListFlows", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
+        {QOS, "ClnkLib_QueryFlow", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
+        {QOS, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_flows failed"}, Ret::Filled, Next::Again},
+        // Configuration report, status reads: the chip's code, ret untouched.
+        {ANY, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
+    };
+    return rows;
+}
+
+const Expect& expectation(const std::string& fn, const std::string& op, int nth) {
+    for(const Expect& e : expectations()) {
+        bool fn_ok = e.fns.empty() || std::find(e.fns.begin(), e.fns.end(), fn) != e.fns.end();
+        if(fn_ok && (e.op[0] == '\0' || op == e.op) && (e.nth < 0 || e.nth == nth)) {
+            return e;
+        }
+    }
+    return expectations().back();
+}
+
+void replace_all(std::string& s, const std::string& from, const std::string& to) {
+    for(size_t at = s.find(from); at != std::string::npos; at = s.find(from, at + to.size())) {
+        s.replace(at, from.size(), to);
+    }
+}
+
+std::string bridge_kind(const nlohmann::json& type) {
+    static const std::map<int, std::string> kinds = {{0, "Dst Unicast"}, {3, "Src Unicast"}, {4, "Src multicast"}};
+    auto it = kinds.find(type.get<int>());
+    return it == kinds.end() ? "?" : it->second;
+}
+
+strings expected_errors(const Expect& e, const std::string& iface, const clnksim::Call& failing, int32_t rc,
+                        const std::string& label) {
+    strings out;
+    for(std::string line : e.errors) {
+        replace_all(line, "{if}", iface);
+        replace_all(line, "{op}", failing.op);
+        replace_all(line, "{rc}", std::to_string(rc));
+        replace_all(line, "{label}", label);
+        if(line.find("{arg0}") != std::string::npos) {
+            replace_all(line, "{arg0}", failing.args.at(0).dump());
+        }
+        if(line.find("{bridge}") != std::string::npos) {
+            replace_all(line, "{bridge}", bridge_kind(failing.args.at(0)));
+        }
+        out.push_back(line);
+    }
+    return out;
+}
+
+strings key_names(const Outcome& out) {
+    strings names;
+    for(const auto& [key, type] : out.keys()) {
+        names.push_back(key + ":" + type);
+    }
+    return names;
+}
+
+// ---- the wall clock of the flow listing's busy wait ------------------------------------------
+
+// Moves 1 ms per read, so that a 100 ms wait takes a hundred reads, not 100 ms.
+int64_t g_fake_us = 1000000000000LL;
+
+} // namespace
+
+extern "C" int gettimeofday(struct timeval* __restrict tv, void* __restrict) noexcept {
+    g_fake_us += 1000;
+    *tv = {g_fake_us / 1000000, g_fake_us % 1000000};
+    return 0;
+}
+
+namespace {
+
+class FaultMatrix : public ModuleTest, public ::testing::WithParamInterface<Scenario> {
+protected:
+    // A cold start: the scenario as loaded, no faults, a new record (unless the
+    // measured call creates it), then the clean preliminaries.
+    void cold_start(const MatrixCall& c) {
+        const Scenario& s = GetParam();
+        call("destroy-moca-iface", {{"InternalName", s.iface}});
+        clnksim::reset();
+        sim(s.json);
+        if(c.step.fn != "create-moca-iface") {
+            create(s.iface);
+        }
+        for(const Step& b : c.before) {
+            call(b.fn, b.args);
+        }
+    }
+    Outcome run(const Step& s) { return call(s.fn, s.args); }
+
+    // One failure at position k of the clean run's calls; returns false when
+    // the call can't fail (ClnkLib_Close).
+    bool inject(const MatrixCall& c, const Outcome& clean, size_t k);
+};
+
+bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
+    const clnksim::Call& target = clean.chip[k];
+    if(target.op == "ClnkLib_Close") {
+        return false;
+    }
+    int nth = 0;
+    for(size_t i = 0; i < k; i++) {
+        nth += (clean.chip[i].op == target.op) ? 1 : 0;
+    }
+    // Alternate a negative and a positive code: both are passed on unchanged.
+    // A positive answer of the listing of names is a count, so it stays negative.
+    const int32_t rc = (k % 2 == 0 || target.op == "ClnkLib_ListNames") ? -7 : 9;
+    const std::string& iface = GetParam().iface;
+    const Expect& e = expectation(c.step.fn, target.op, nth);
+    SCOPED_TRACE(c.label + ": failure at call " + std::to_string(k) + " " + target.op + " (#" + std::to_string(nth) +
+                 ") rc=" + std::to_string(rc));
+
+    cold_start(c);
+    const nlohmann::json chip_before = clnksim::state();
+    fault(ojson{{"op", target.op}, {"skip", nth}, {"rc", rc}});
+    Outcome out = run(c.step);
+    clnksim::clear_faults();
+
+    EXPECT_EQ(out.rc, e.rc == Rc::Fault ? rc : 0);
+    EXPECT_EQ(out.errors(), expected_errors(e, iface, target, rc, c.read_label));
+    EXPECT_EQ(out.handles, 0);
+    EXPECT_TRUE(k < out.chip.size() && out.chip[k].op == target.op && out.chip[k].rc == rc)
+        << "the failure did not hit call " << k;
+    switch(e.ret) {
+    case Ret::Untouched: EXPECT_EQ(out.ret, ojson::array({"null", nullptr})); break;
+    case Ret::Filled: EXPECT_EQ(key_names(out), key_names(clean)); break;
+    case Ret::Clean: EXPECT_EQ(out.ret, clean.ret); break;
+    case Ret::False: EXPECT_EQ(out.ret, ojson::array({"bool", false})); break;
+    }
+    // Reads and failed writes leave the chip as it was.
+    EXPECT_EQ(clnksim::state(), chip_before);
+
+    switch(e.next) {
+    case Next::Again: {
+        Outcome again = run(c.step);
+        EXPECT_EQ(again.rc, clean.rc);
+        EXPECT_EQ(again.chip_ops(), clean.chip_ops());
+        EXPECT_EQ(again.ret, clean.ret);
+        break;
+    }
+    case Next::Fresh: {
+        Outcome again = run(c.step);
+        EXPECT_EQ(again.rc, 0);
+        EXPECT_TRUE(again.chip.empty());
+        break;
+    }
+    case Next::Exists: {
+        Outcome cfg = call("retrieve-cfg-info", {{"InternalName", iface}});
+        EXPECT_EQ(cfg.value("Enable"), false);
+        Outcome again = run(c.step);
+        EXPECT_EQ(again.rc, 0);
+        EXPECT_EQ(again.messages(TRACE_LEVEL_NOTICE), strings{"The mxl moca interface '" + iface + "' already exists"});
+        break;
+    }
+    }
+    return true;
+}
+
+TEST_P(FaultMatrix, EveryChipCallFails) {
+    size_t total = 0;
+    std::ostringstream table;
+    for(const MatrixCall& c : calls(GetParam().iface)) {
+        cold_start(c);
+        const Outcome clean = run(c.step);
+        ASSERT_EQ(clean.handles, 0) << c.label;
+        size_t points = 0;
+        for(size_t k = 0; k < clean.chip.size(); k++) {
+            points += inject(c, clean, k) ? 1 : 0;
+        }
+        total += points;
+        char row[160];
+        snprintf(row, sizeof(row), "  %-40s %4zu chip calls, %4zu injected%s\n", c.label.c_str(), clean.chip.size(),
+                 points, clean.chip.empty() ? " (no chip call: nothing to inject)" : "");
+        table << row;
+    }
+    std::cout << "[ matrix   ] " << GetParam().name << ": " << total << " injected points\n" << table.str();
+}
+
+// ---- the flow listing's retry paths ----------------------------------------------------------
+
+// Every flow code the chip can answer, named or not.
+const uint32_t FLOW_CODES[] = {0,  1,  8,  9,  12, 16, 20, 28, 32, 36, 37,  38,  40,  41,  42,  44,  48,
+                               52, 56, 60, 64, 66, 68, 80, 84, 88, 92, 96, 100, 104, 108, 112, 116, 0xFFFFFFFF};
+
+struct FlowCase {
+    std::string name;
+    ojson fault;
+    int extra_lists;       // ClnkLib_ListFlows calls beyond the clean listing's
+    int extra_queries;     // ClnkLib_QueryFlow calls beyond the clean listing's
+    strings errors;
+    bool node0_dropped;    // node 0 (the local node) ends without flows
+    bool completes;        // the listing ends normally: the table is fresh
+};
+
+void PrintTo(const FlowCase& c, std::ostream* os) { *os << c.name; }
+
+// Node 0 (local, 2 flows), node 1 (34 flows: two batches), node 2 (2 flows).
+std::vector<FlowCase> flow_cases() {
+    std::vector<FlowCase> out;
+    for(uint32_t code : FLOW_CODES) {
+        const std::string hex = std::to_string(code);
+        const bool ok = (code == 1);
+        // One list answer with this code on the first batch of node 0: success
+        // is used, "not PQoS capable" ends the node, everything else is retried.
+        out.push_back({"List" + hex, {{"op", "ClnkLib_ListFlows"}, {"rc", 0}, {"flowCode", code}},
+                       (ok || code == 12) ? 0 : 1, 0, {}, code == 12, true});
+        // One query answer with this code: anything but success is asked again.
+        out.push_back({"Query" + hex, {{"op", "ClnkLib_QueryFlow"}, {"rc", 0}, {"flowCode", code}}, 0, ok ? 0 : 1, {},
+                       false, true});
+    }
+    const strings list_spent = {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"};
+    out.push_back({"ListFailsFiveTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 5}, {"rc", -7}}, 5, 0, {}, false, true});
+    out.push_back({"ListFailsSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", -7}}, 5, 0, list_spent,
+                   true, true});
+    out.push_back({"ListTimesOutSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}}, 5,
+                   0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
+    out.push_back({"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
+    out.push_back({"QueryFailsSixTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}}, 0, 0,
+                   {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false});
+    // The change counter moves: between node 1's two batches the node ends
+    // (its first 32 ids are kept); a node listed in one batch has nothing to compare.
+    out.push_back({"ChangedBetweenBatches",
+                   {{"op", "ClnkLib_ListFlows"}, {"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}}, 0, 0,
+                   {"Detected flows changed in mid op, 3 != 4, aborting."}, false, true});
+    out.push_back({"ChangedOnAnOnlyBatch",
+                   {{"op", "ClnkLib_ListFlows"}, {"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}}, 0, 0, {}, false,
+                   true});
+    return out;
+}
+
+class FlowPaths : public ModuleTest, public ::testing::WithParamInterface<FlowCase> {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        sim(network(3, "0x25", 2, 34));
+        create("moca0");
+    }
+    // The flow ids of the table, slot by slot, served from the cache.
+    strings walk() {
+        strings ids;
+        for(uint32_t id = 1; id <= 16; id++) {
+            Outcome out = call("retrieve-flow-info", {{"InternalName", "moca0"}, {"Id", id}});
+            EXPECT_TRUE(out.chip.empty());
+            ids.push_back(out.value("FlowID").get<std::string>());
+        }
+        return ids;
+    }
+};
+
+TEST_P(FlowPaths, ListingOutcome) {
+    const FlowCase& c = GetParam();
+    const Outcome clean = call("retrieve-qos-info", {{"InternalName", "moca0"}});
+    const strings clean_table = walk();
+    advance(10001);
+
+    fault(c.fault);
+    Outcome out = call("retrieve-qos-info", {{"InternalName", "moca0"}});
+    clnksim::clear_faults();
+    EXPECT_EQ(out.rc, 0);
+    EXPECT_EQ(out.errors(), c.errors);
+    EXPECT_EQ(out.handles, 0);
+    EXPECT_EQ(out.chip_ops().back(), "ClnkLib_Close");
+    if(c.completes) {
+        EXPECT_EQ(static_cast<int>(out.count_op("ClnkLib_ListFlows")),
+                  static_cast<int>(clean.count_op("ClnkLib_ListFlows")) + c.extra_lists);
+        EXPECT_EQ(static_cast<int>(out.count_op("ClnkLib_QueryFlow")),
+                  static_cast<int>(clean.count_op("ClnkLib_QueryFlow")) + c.extra_queries);
+        strings expected = clean_table;
+        if(c.node0_dropped) {
+            // Node 0's two flows are missing: the others move up two slots.
+            expected.erase(expected.begin(), expected.begin() + 2);
+            expected.push_back(mac(0x81, 14));
+            expected.push_back(mac(0x81, 15));
+        }
+        EXPECT_EQ(walk(), expected);
+        EXPECT_EQ(out.value("IngressNumFlows"), c.node0_dropped ? 0 : 2);
+    } else {
+        // Abandoned: the table is stale and the next request lists again.
+        EXPECT_EQ(call("retrieve-qos-info", {{"InternalName", "moca0"}}).chip_ops(), clean.chip_ops());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Flows, FlowPaths, ::testing::ValuesIn(flow_cases()),
+                         [](const auto& info) { return info.param.name; });
+
+INSTANTIATE_TEST_SUITE_P(Networks, FaultMatrix, ::testing::ValuesIn(scenarios()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
