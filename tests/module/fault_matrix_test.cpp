@@ -265,6 +265,27 @@ const std::vector<Expect>& expectations() {
     return rows;
 }
 
+// The RLAPM counting routine closes its handle even after a failed open: the
+// open of "retrieve-rlapm-number", and the second open of "retrieve-rlapm-info".
+bool closes_failed_open(const std::string& fn, const std::string& op, int nth) {
+    return op == "ClnkLib_OpenByName" &&
+           ((fn == "retrieve-rlapm-number" && nth == 0) || (fn == "retrieve-rlapm-info" && nth == 1));
+}
+
+// After a failure that ends the call, only handles are closed: one per
+// successful open (and the failed one where it is closed too).
+void expect_stopped(const Outcome& out, size_t k, bool failed_open_closed) {
+    size_t opened = 0;
+    size_t closed = 0;
+    for(size_t i = 0; i < out.chip.size(); i++) {
+        const clnksim::Call& c = out.chip[i];
+        opened += (c.op == "ClnkLib_OpenByName" && c.rc == 0) ? 1 : 0;
+        closed += (c.op == "ClnkLib_Close") ? 1 : 0;
+        EXPECT_TRUE(i <= k || c.op == "ClnkLib_Close") << "request after the failure: " << c.op;
+    }
+    EXPECT_EQ(closed, opened + (failed_open_closed ? 1 : 0));
+}
+
 const Expect& expectation(const std::string& fn, const std::string& op, int nth) {
     for(const Expect& e : expectations()) {
         bool fn_ok = e.fns.empty() || std::find(e.fns.begin(), e.fns.end(), fn) != e.fns.end();
@@ -385,6 +406,9 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
     case Ret::Filled: EXPECT_EQ(key_names(out), key_names(clean)); break;
     case Ret::Clean: EXPECT_EQ(out.ret, clean.ret); break;
     case Ret::False: EXPECT_EQ(out.ret, ojson::array({"bool", false})); break;
+    }
+    if(e.rc == Rc::Fault) {
+        expect_stopped(out, k, closes_failed_open(c.step.fn, target.op, nth));
     }
     // Reads and failed writes leave the chip as it was.
     EXPECT_EQ(clnksim::state(), chip_before);
