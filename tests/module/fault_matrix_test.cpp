@@ -353,12 +353,19 @@ namespace {
 class FaultMatrix : public ModuleTest, public ::testing::WithParamInterface<Scenario> {
 protected:
     // A cold start: the scenario as loaded, no faults, a new record (unless the
-    // measured call creates it), then the clean preliminaries.
+    // measured call creates it), then the clean preliminaries. Only the
+    // configuration functions write to the chip: the scenario is loaded again
+    // after them alone, which keeps the matrix fast under the sanitizers.
     void cold_start(const MatrixCall& c) {
         const Scenario& s = GetParam();
         call("destroy-moca-iface", {{"InternalName", s.iface}});
-        clnksim::reset();
-        sim(s.json);
+        clnksim::clear_faults();
+        if(chip_written_) {
+            clnksim::reset();
+            sim(s.json);
+        }
+        chip_written_ = writes(c.step) ||
+                        std::any_of(c.before.begin(), c.before.end(), [](const Step& b) { return writes(b); });
         if(c.step.fn != "create-moca-iface") {
             create(s.iface);
         }
@@ -366,7 +373,10 @@ protected:
             call(b.fn, b.args);
         }
     }
+    static bool writes(const Step& s) { return s.fn == "set-cfg-info"; }
     Outcome run(const Step& s) { return call(s.fn, s.args); }
+
+    bool chip_written_ = true;
 
     // One failure at position k of the clean run's calls; returns false when
     // the call can't fail (ClnkLib_Close).
@@ -391,7 +401,7 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
                  ") rc=" + std::to_string(rc));
 
     cold_start(c);
-    const nlohmann::json chip_before = clnksim::state();
+    const nlohmann::json chip_before = writes(c.step) ? clnksim::state() : nlohmann::json();
     fault(ojson{{"op", target.op}, {"skip", nth}, {"rc", rc}});
     Outcome out = run(c.step);
     clnksim::clear_faults();
@@ -410,8 +420,10 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
     if(e.rc == Rc::Fault) {
         expect_stopped(out, k, closes_failed_open(c.step.fn, target.op, nth));
     }
-    // Reads and failed writes leave the chip as it was.
-    EXPECT_EQ(clnksim::state(), chip_before);
+    // A failed write leaves the chip as it was.
+    if(writes(c.step)) {
+        EXPECT_EQ(clnksim::state(), chip_before);
+    }
 
     switch(e.next) {
     case Next::Again: {
