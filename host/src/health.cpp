@@ -105,6 +105,8 @@ NetworkView network_view(const DumpRun& run) {
     net.ifname = run.ifname;
     const DumpCall* create = run.find("create-moca-iface");
     net.created = create != nullptr && create->ok();
+    const DumpCall* present = run.find("is-present");
+    net.present = present != nullptr && present->ok() && present->ret()[1] == true;
     for(const auto& c : run.calls) {
         if(!c.ok() && std::find(net.unread.begin(), net.unread.end(), c.function) == net.unread.end()) {
             net.unread.push_back(c.function);
@@ -255,13 +257,20 @@ void for_awake_pairs(const NetworkView& net, F f) {
 }
 
 void check_reading(const NetworkView& net, const Limits&, Findings& out) {
-    if(!net.created) {
-        add(out, Severity::problem, "unread", {}, "the interface " + net.ifname + " could not be opened: nothing to judge");
+    const bool unread_dyn = std::count(net.unread.begin(), net.unread.end(), "retrieve-dyn-info") > 0;
+    if(!net.present || !net.created || unread_dyn) {
+        add(out, Severity::problem, "unread", {},
+            "the interface " + net.ifname + (!net.present ? " is not present" : " could not be read") + ": nothing to judge",
+            {{"functions", net.unread}});
         return;
     }
-    for(const auto& f : net.unread) {
-        add(out, Severity::warning, "unread", {}, f + " failed: what it reports is missing from this check",
-            {{"function", f}});
+    if(!net.unread.empty()) {
+        std::string list;
+        for(const auto& f : net.unread) {
+            list += (list.empty() ? "" : ", ") + f;
+        }
+        add(out, Severity::warning, "unread", {}, list + " failed: the checks of what they report are missing",
+            {{"functions", net.unread}});
     }
     if(!net.up) {
         add(out, Severity::problem, "link-down", {net.local_id}, "the MoCA link of " + net.ifname + " is down");

@@ -46,6 +46,7 @@ struct FlowView {
 
 struct NetworkView {
     std::string ifname;
+    bool present = false;           // is-present said so
     bool created = false;           // the record could be made: the rest was read
     bool up = false;
     uint32_t local_id = 0;

@@ -30,7 +30,7 @@ void print_health_text(const NetworkView& net, const std::vector<Finding>& findi
         std::fprintf(out, "%s: MoCA %s network of %zu nodes (%zu awake), this node is node %u\n", net.ifname.c_str(),
                      net.current_version.c_str(), net.nodes.size(), awake(net), net.local_id);
     } else {
-        std::fprintf(out, "%s: %s\n", net.ifname.c_str(), net.created ? "link down" : "not readable");
+        std::fprintf(out, "%s: %s\n", net.ifname.c_str(), net.created && net.present ? "link down" : "not readable");
     }
     for(const auto& f : findings) {
         std::fprintf(out, "%-8s %-16s %-12s %s\n", severity_name(f.severity), f.check.c_str(),

@@ -46,7 +46,7 @@ ul.findings { list-style: none; padding: 0; margin: 0; }
 ul.findings li { padding: 6px 0; border-bottom: 1px solid var(--line); }
 .check { color: #5b6570; font-size: .85em; margin-left: .4em; }
 .numbers { display: block; color: #5b6570; font-size: .8em; overflow-wrap: anywhere; margin-top: 2px; }
-.mesh { width: 100%; max-width: 640px; height: auto; display: block; }
+.mesh { width: 100%; max-width: 560px; height: auto; display: block; }
 .scroll { overflow-x: auto; }
 table { border-collapse: collapse; font-size: .9em; min-width: 100%; }
 th, td { text-align: right; padding: 4px 8px; border-bottom: 1px solid var(--line); white-space: nowrap; }
@@ -61,10 +61,19 @@ footer { margin-top: 1.5em; color: #5b6570; font-size: .8em; }
 }
 )";
 
-// Red (0 %) through amber to green (100 % of what the pair reaches).
+// The colour of a share of what a pair reaches, in the bands the link checks use:
+// red below the problem limit, amber up to the warning limit, then towards green.
 std::string share_colour(double share) {
-    share = std::clamp(share, 0.0, 1.0);
-    return format("hsl(%d, 70%%, %d%%)", static_cast<int>(share * 120), 78 - static_cast<int>(share * 18));
+    const Limits lim;
+    double hue = 120;
+    if(share < lim.weak_problem) {
+        hue = 8 * share / lim.weak_problem;
+    } else if(share < lim.weak_warning) {
+        hue = 30 + 15 * (share - lim.weak_problem) / (lim.weak_warning - lim.weak_problem);
+    } else {
+        hue = 65 + 55 * std::min(1.0, (share - lim.weak_warning) / (0.9 - lim.weak_warning));
+    }
+    return format("hsl(%d, 68%%, 62%%)", static_cast<int>(hue));
 }
 
 std::string findings_html(const std::vector<Finding>& findings) {
@@ -102,8 +111,8 @@ std::string mesh_svg(const NetworkView& net) {
            "patternTransform=\"rotate(45)\"><rect width=\"8\" height=\"8\" fill=\"#eef1f4\"/>"
            "<rect width=\"3\" height=\"8\" fill=\"#c9d0d8\"/></pattern>"
            "<linearGradient id=\"scale\">";
-    for(int stop = 0; stop <= 4; ++stop) {
-        out += format("<stop offset=\"%d%%\" stop-color=\"%s\"/>", stop * 25, share_colour(stop / 4.0).c_str());
+    for(int stop = 0; stop <= 20; ++stop) {
+        out += format("<stop offset=\"%d%%\" stop-color=\"%s\"/>", stop * 5, share_colour(stop / 20.0).c_str());
     }
     out += "</linearGradient></defs>\n";
     out += format("<text x=\"4\" y=\"14\" font-size=\"11\" fill=\"#5b6570\">tx \\ rx</text>\n");
