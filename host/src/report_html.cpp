@@ -104,9 +104,10 @@ std::string mesh_svg(const NetworkView& net) {
     const int margin = 58;
     const int n = static_cast<int>(net.nodes.size());
     const int size = margin + n * cell;
-    const int legend = 46;
+    const int width = std::max(size, margin + 4 * cell) + 4;       // room for the legend
+    const int legend = 52;
     std::string out = format("<svg class=\"mesh\" viewBox=\"0 0 %d %d\" role=\"img\" aria-label=\"Mesh PHY rates in "
-                             "Mbps, rows transmit, columns receive\">\n", size + 4, size + legend);
+                             "Mbps, rows transmit, columns receive\">\n", width, size + legend);
     out += "<defs><pattern id=\"asleep\" width=\"8\" height=\"8\" patternUnits=\"userSpaceOnUse\" "
            "patternTransform=\"rotate(45)\"><rect width=\"8\" height=\"8\" fill=\"#eef1f4\"/>"
            "<rect width=\"3\" height=\"8\" fill=\"#c9d0d8\"/></pattern>"
@@ -147,11 +148,13 @@ std::string mesh_svg(const NetworkView& net) {
                           y + cell / 2 + 5, value == "asleep" ? 11 : 15, value.c_str());
         }
     }
-    const int ly = size + 14;
-    out += format("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"12\" fill=\"url(#scale)\"/>\n", margin, ly,
-                  std::max(cell * 2, n * cell - 80));
-    out += format("<text x=\"%d\" y=\"%d\" font-size=\"11\" fill=\"#5b6570\">0%% ... 100%% of what the two nodes' "
-                  "MoCA versions reach; zz asleep</text>\n", margin, ly + 28);
+    const int ly = size + 12;
+    const int bar = std::max(cell * 2, n * cell - 40);
+    out += format("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"10\" fill=\"url(#scale)\"/>\n", margin, ly, bar);
+    out += format("<text x=\"%d\" y=\"%d\" font-size=\"10\" fill=\"#5b6570\">0%%</text><text x=\"%d\" y=\"%d\" "
+                  "font-size=\"10\" fill=\"#5b6570\" text-anchor=\"end\">100%%</text>\n", margin, ly + 22, margin + bar, ly + 22);
+    out += format("<text x=\"%d\" y=\"%d\" font-size=\"10\" fill=\"#5b6570\">of what the pair's MoCA versions "
+                  "reach; zz asleep</text>\n", margin, ly + 34);
     return out + "</svg>\n";
 }
 
