@@ -38,6 +38,34 @@ int major_version(const std::string& version) {
     return version.empty() ? 0 : version[0] - '0';
 }
 
+NodeView remote_node(const DumpCall* c) {
+    NodeView n;
+    n.id = c->id - 1;
+    n.mac = text(c, "MACAddress");
+    n.version = text(c, "HighestVersion");
+    n.bonding = flag(c, "BondingCapable");
+    n.tx_packets = number(c, "TxPackets");
+    n.tx_drops = number(c, "TxDrops");
+    n.rx_packets = number(c, "RxPackets");
+    n.rx_errors = number(c, "RxErroredAndMissedPackets");
+    n.rx_level = number32(c, "RxPowerLevel");
+    n.snr = number32(c, "RxSNR");
+    n.tx_rate = number32(c, "PHYTxRate");
+    return n;
+}
+
+FlowView flow(const DumpCall* c) {
+    FlowView f;
+    f.id = c->id;
+    f.flow_id = text(c, "FlowID");
+    f.ingress = text(c, "IngressGuid");
+    f.egress = text(c, "EgressGuid");
+    f.max_rate_kbps = number32(c, "MaxRate");
+    f.lease_s = number32(c, "LeaseTime");
+    f.lease_left_s = number32(c, "LeaseTimeLeft");
+    return f;
+}
+
 // A node in a power-saving state is in the node table but is not asked for its
 // mesh rates: its row is all zero while other nodes have rates.
 void mark_sleepers(NetworkView& net) {
@@ -134,19 +162,7 @@ NetworkView network_view(const DumpRun& run) {
         if(!flag(c, "Active") || c->id - 1 == net.local_id) {
             continue;
         }
-        NodeView n;
-        n.id = c->id - 1;
-        n.mac = text(c, "MACAddress");
-        n.version = text(c, "HighestVersion");
-        n.bonding = flag(c, "BondingCapable");
-        n.tx_packets = number(c, "TxPackets");
-        n.tx_drops = number(c, "TxDrops");
-        n.rx_packets = number(c, "RxPackets");
-        n.rx_errors = number(c, "RxErroredAndMissedPackets");
-        n.rx_level = number32(c, "RxPowerLevel");
-        n.snr = number32(c, "RxSNR");
-        n.tx_rate = number32(c, "PHYTxRate");
-        net.nodes.push_back(n);
+        net.nodes.push_back(remote_node(c));
     }
     std::sort(net.nodes.begin(), net.nodes.end(), [](const NodeView& a, const NodeView& b) { return a.id < b.id; });
 
@@ -163,15 +179,7 @@ NetworkView network_view(const DumpRun& run) {
         if(text(c, "FlowID").empty()) {
             continue;
         }
-        FlowView f;
-        f.id = c->id;
-        f.flow_id = text(c, "FlowID");
-        f.ingress = text(c, "IngressGuid");
-        f.egress = text(c, "EgressGuid");
-        f.max_rate_kbps = number32(c, "MaxRate");
-        f.lease_s = number32(c, "LeaseTime");
-        f.lease_left_s = number32(c, "LeaseTimeLeft");
-        net.flows.push_back(f);
+        net.flows.push_back(flow(c));
     }
     resolve_flows(net, number(run.find("retrieve-qos-info"), "IngressNumFlows"));
     return net;
