@@ -107,6 +107,9 @@ struct Limits {
 std::vector<Finding> diagnose(const NetworkView& net, const Limits& limits = Limits{});
 Severity worst(const std::vector<Finding>& findings);
 
+// A finding's numbers as one line: key=value, lists in brackets.
+std::string evidence(const json& numbers);
+
 // Renderings: text lines, one JSON document, one self-contained HTML page.
 void print_health_text(const NetworkView& net, const std::vector<Finding>& findings, std::FILE* out);
 json health_json(const NetworkView& net, const std::vector<Finding>& findings);

@@ -15,6 +15,26 @@ std::string nodes_label(const std::vector<uint32_t>& nodes) {
     return out.empty() ? "-" : out;
 }
 
+std::string shown(const json& v) {
+    std::string out;
+    if(v.is_array()) {
+        for(const auto& e : v) {
+            out += (out.empty() ? "" : ", ") + shown(e);
+        }
+        return "[" + out + "]";
+    }
+    if(v.is_object()) {
+        for(const auto& [key, value] : v.items()) {
+            out += (out.empty() ? "" : " ") + key + "=" + shown(value);
+        }
+        return out;
+    }
+    if(v.is_string() && v.get<std::string>().find(' ') == std::string::npos) {
+        return v.get<std::string>();
+    }
+    return to_line(v);
+}
+
 size_t awake(const NetworkView& net) {
     size_t n = 0;
     for(const auto& node : net.nodes) {
@@ -24,6 +44,10 @@ size_t awake(const NetworkView& net) {
 }
 
 } // namespace
+
+std::string evidence(const json& numbers) {
+    return shown(numbers);
+}
 
 void print_health_text(const NetworkView& net, const std::vector<Finding>& findings, std::FILE* out) {
     if(net.up) {
@@ -35,10 +59,7 @@ void print_health_text(const NetworkView& net, const std::vector<Finding>& findi
     for(const auto& f : findings) {
         std::fprintf(out, "%-8s %-16s %-12s %s\n", severity_name(f.severity), f.check.c_str(),
                      nodes_label(f.nodes).c_str(), f.summary.c_str());
-        std::string numbers;
-        for(const auto& [key, value] : f.numbers.items()) {
-            numbers += (numbers.empty() ? "" : " ") + key + "=" + to_line(value);
-        }
+        const std::string numbers = evidence(f.numbers);
         if(!numbers.empty()) {
             std::fprintf(out, "%39s%s\n", "", numbers.c_str());
         }

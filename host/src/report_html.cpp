@@ -79,10 +79,7 @@ std::string share_colour(double share) {
 std::string findings_html(const std::vector<Finding>& findings) {
     std::string out = "<ul class=\"findings\">\n";
     for(const auto& f : findings) {
-        std::string numbers;
-        for(const auto& [key, value] : f.numbers.items()) {
-            numbers += (numbers.empty() ? "" : ", ") + key + " " + to_line(value);
-        }
+        const std::string numbers = evidence(f.numbers);
         out += "<li><span class=\"badge " + std::string(severity_name(f.severity)) + "\">" +
                severity_name(f.severity) + "</span> " + escaped(f.summary) + "<span class=\"check\">" +
                escaped(f.check) + "</span>";

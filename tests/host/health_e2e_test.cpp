@@ -1,5 +1,7 @@
 // "moca-host health" and "report" on the example scenarios: the documented
 // findings on each, and the exit status of the worst.
+#include <algorithm>
+#include <ostream>
 #include <set>
 #include <string>
 #include <tuple>
@@ -33,6 +35,10 @@ const Example examples[] = {
     {"sleeping-node", 0, {{"ok", "asleep", {2}}}},
     {"expiring-flow", 2, {{"warning", "flow-lease", {0, 1}}, {"problem", "flow-capacity", {0, 2}}}},
 };
+
+void PrintTo(const Example& e, std::ostream* os) {
+    *os << e.scenario;
+}
 
 class HealthOfExamples : public MocaHostRun, public ::testing::WithParamInterface<Example> {};
 
