@@ -63,16 +63,26 @@ bool parse_key_value(const std::string& operand, std::string* key, json* value, 
     return true;
 }
 
-std::optional<Options> parse_command_line(const std::vector<std::string>& args, std::string* err) {
+namespace {
+
+// The options and operands of a command line. A bad option is remembered (the
+// first one) and the scan goes on, so that the command word is known anyway.
+struct Scan {
     Options opt;
     std::vector<std::string> operands;
-    bool options_done = false;
     bool json_flag = false;
+    bool help = false;
+    std::string err;
+};
 
+Scan scan(const std::vector<std::string>& args) {
+    Scan sc;
+    Options& opt = sc.opt;
+    bool options_done = false;
     for(size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if(options_done || arg.size() < 2 || arg[0] != '-') {
-            operands.push_back(arg);
+            sc.operands.push_back(arg);
             continue;
         }
         if(arg == "--") {
@@ -80,8 +90,8 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
             continue;
         }
         if(arg == "-h" || arg == "--help") {
-            opt.command = Command::help;
-            return opt;
+            sc.help = true;
+            return sc;
         }
         std::string name = arg;
         std::string inline_value;
@@ -92,38 +102,58 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
             inline_value = arg.substr(eq + 1);
             has_inline = true;
         }
+        std::string err;
         std::string value;
         if(name == "--json" && !has_inline) {
-            json_flag = true;
+            sc.json_flag = true;
         } else if(name == "--module") {
-            if(!take_value(args, &i, name, inline_value, has_inline, &opt.module_path, err)) {
-                return std::nullopt;
-            }
+            take_value(args, &i, name, inline_value, has_inline, &opt.module_path, &err);
         } else if(name == "--sim") {
-            if(!take_value(args, &i, name, inline_value, has_inline, &opt.sim_path, err)) {
-                return std::nullopt;
-            }
+            take_value(args, &i, name, inline_value, has_inline, &opt.sim_path, &err);
+        } else if(name == "-o" || name == "--output") {
+            take_value(args, &i, name, inline_value, has_inline, &opt.output_path, &err);
         } else if(name == "--create") {
-            if(!take_value(args, &i, name, inline_value, has_inline, &opt.create_ifname, err)) {
-                return std::nullopt;
-            }
+            take_value(args, &i, name, inline_value, has_inline, &opt.create_ifname, &err);
             opt.create = true;
         } else if(name == "--trace") {
-            if(!take_value(args, &i, name, inline_value, has_inline, &value, err)) {
-                return std::nullopt;
+            if(take_value(args, &i, name, inline_value, has_inline, &value, &err)) {
+                char* end = nullptr;
+                long level = std::strtol(value.c_str(), &end, 10);
+                if(value.empty() || *end != '\0' || level < 0 || level > 1000) {
+                    err = "--trace needs a level from 0 to 1000";
+                }
+                opt.trace_level = static_cast<int>(level);
             }
-            char* end = nullptr;
-            long level = std::strtol(value.c_str(), &end, 10);
-            if(value.empty() || *end != '\0' || level < 0 || level > 1000) {
-                *err = "--trace needs a level from 0 to 1000";
-                return std::nullopt;
-            }
-            opt.trace_level = static_cast<int>(level);
         } else {
-            *err = "unknown option " + arg;
-            return std::nullopt;
+            err = "unknown option " + arg;
+        }
+        if(sc.err.empty()) {
+            sc.err = err;
         }
     }
+    return sc;
+}
+
+} // namespace
+
+int usage_error_status(const std::vector<std::string>& args) {
+    Scan sc = scan(args);
+    bool grading = !sc.operands.empty() && (sc.operands[0] == "health" || sc.operands[0] == "report");
+    return grading ? 3 : 2;
+}
+
+std::optional<Options> parse_command_line(const std::vector<std::string>& args, std::string* err) {
+    Scan sc = scan(args);
+    Options& opt = sc.opt;
+    if(sc.help) {
+        opt.command = Command::help;
+        return opt;
+    }
+    if(!sc.err.empty()) {
+        *err = sc.err;
+        return std::nullopt;
+    }
+    const std::vector<std::string>& operands = sc.operands;
 
     if(operands.empty()) {
         *err = "no command given";
@@ -156,6 +186,13 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         }
         opt.command = Command::dump;
         opt.ifname = operands[1];
+    } else if(command == "health" || command == "report") {
+        if(operands.size() != 2) {
+            *err = command + " needs exactly one IFNAME";
+            return std::nullopt;
+        }
+        opt.command = command == "health" ? Command::health : Command::report;
+        opt.ifname = operands[1];
     } else if(command == "script") {
         if(operands.size() > 2) {
             *err = "script takes at most one FILE";
@@ -177,7 +214,15 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         *err = "--create needs an interface name";
         return std::nullopt;
     }
-    opt.json_output = json_flag;
+    if(!opt.output_path.empty() && opt.command != Command::report) {
+        *err = "-o goes with report only";
+        return std::nullopt;
+    }
+    if(sc.json_flag && opt.command == Command::report) {
+        *err = "report writes HTML; --json goes with call, dump and health";
+        return std::nullopt;
+    }
+    opt.json_output = sc.json_flag;
     return opt;
 }
 
@@ -186,6 +231,8 @@ const char* usage_text() {
         "usage: moca-host [OPTIONS] call FUNCTION [KEY=VALUE ...]\n"
         "       moca-host [OPTIONS] dump IFNAME\n"
         "       moca-host [OPTIONS] script [FILE]\n"
+        "       moca-host [OPTIONS] health IFNAME\n"
+        "       moca-host [OPTIONS] report IFNAME [-o FILE.html]\n"
         "\n"
         "Loads the MoCA control module through libamxm and talks to it the way a\n"
         "data-model host does.\n"
@@ -207,6 +254,19 @@ const char* usage_text() {
         "        and chip calls. --json: every call as its script line (call, args)\n"
         "        with the script's result (rc, ret, log, chip, handles).\n"
         "        The exit status is 0 exactly when every call returned 0.\n"
+        "  health IFNAME\n"
+        "        reads the interface as dump does and judges it: weak, missing and\n"
+        "        lopsided links, nodes holding the network to an old MoCA version,\n"
+        "        error ratios, link losses and resets, receive levels and SNR,\n"
+        "        sleeping nodes, flows whose lease runs out or that their link cannot\n"
+        "        carry. One finding per line with its severity (ok, warning, problem)\n"
+        "        and numbers; --json: the findings as one JSON document.\n"
+        "        The exit status is the worst severity: 0 ok, 1 warning, 2 problem;\n"
+        "        3 when the network could not be judged (bad command line, no module).\n"
+        "  report IFNAME [-o FILE.html]\n"
+        "        the same findings, the node table and the mesh as a heat map in one\n"
+        "        self-contained HTML page (standard output without -o). Exit status\n"
+        "        as for health.\n"
         "  script [FILE]\n"
         "        runs a JSON-lines script (standard input without FILE) on a virtual\n"
         "        clock; one JSON result line per input line.\n"
@@ -218,10 +278,12 @@ const char* usage_text() {
         "  --module PATH      the module to load (default: the one built with the host)\n"
         "  --sim SCENARIO     load a simulator scenario (JSON file) before anything else\n"
         "  --create IFNAME    call: create the interface record first\n"
-        "  --json             call, dump: print JSON instead of text\n"
-        "  --trace LEVEL      call, dump: trace lines up to LEVEL go to standard error\n"
-        "                     (call: default 200, errors and warnings; dump: kept\n"
-        "                     with each call, up to 200 unless LEVEL is given)\n"
+        "  -o, --output FILE  report: write the page to FILE\n"
+        "  --json             call, dump, health: print JSON instead of text\n"
+        "  --trace LEVEL      call, dump, health, report: trace lines up to LEVEL go to\n"
+        "                     standard error\n"
+        "                     (call: default 200, errors and warnings; the others:\n"
+        "                     kept with each call, up to 200 unless LEVEL is given)\n"
         "  -h, --help         this text\n";
 }
 

@@ -20,8 +20,6 @@ constexpr uint32_t max_flows = 16;
 constexpr uint32_t max_rlapm_entries = 16 * 6 * 84;
 constexpr uint32_t max_sapm_entries = 16 * 4;
 
-const json null_typed = json::array({"null", nullptr});
-
 class Walker {
 public:
     Walker(Session& session, DumpRun& run) : session_(session), run_(run) {}
@@ -116,79 +114,6 @@ json call_json(const DumpCall& c) {
 
 } // namespace
 
-const json& DumpCall::ret() const {
-    return result.is_object() ? result["ret"] : null_typed;
-}
-
-const json* DumpCall::key(const std::string& name) const {
-    const json& r = ret();
-    if(r[0] != "htable" || !r[1].contains(name)) {
-        return nullptr;
-    }
-    return &r[1][name];
-}
-
-const DumpCall* DumpRun::find(const std::string& function, uint32_t id) const {
-    for(const auto& c : calls) {
-        if(c.function == function && c.id == id) {
-            return &c;
-        }
-    }
-    return nullptr;
-}
-
-std::vector<const DumpCall*> DumpRun::all(const std::string& function) const {
-    std::vector<const DumpCall*> out;
-    for(const auto& c : calls) {
-        if(c.function == function) {
-            out.push_back(&c);
-        }
-    }
-    return out;
-}
-
-size_t DumpRun::failures() const {
-    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(), [](const DumpCall& c) { return !c.ok(); }));
-}
-
-size_t DumpCall::logged(int up_to_level) const {
-    if(!result.is_object()) {
-        return 0;
-    }
-    const json& log = result["log"];
-    return static_cast<size_t>(
-        std::count_if(log.begin(), log.end(), [&](const json& e) { return e["level"].get<int>() <= up_to_level; }));
-}
-
-size_t DumpRun::calls_with_errors() const {
-    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(),
-                                             [](const DumpCall& c) { return c.logged(TRACE_LEVEL_ERROR) > 0; }));
-}
-
-size_t DumpRun::chip_calls() const {
-    size_t n = 0;
-    for(const auto& c : calls) {
-        n += c.chip_calls();
-    }
-    return n;
-}
-
-std::vector<DumpTally> tally(const DumpRun& run) {
-    std::vector<DumpTally> out;
-    for(const auto& c : run.calls) {
-        auto it = std::find_if(out.begin(), out.end(), [&](const DumpTally& t) { return t.function == c.function; });
-        if(it == out.end()) {
-            out.push_back(DumpTally{c.function});
-            it = out.end() - 1;
-        }
-        it->calls++;
-        it->failed += c.ok() ? 0 : 1;
-        it->with_errors += c.logged(TRACE_LEVEL_ERROR) > 0 ? 1 : 0;
-        it->chip_calls += c.chip_calls();
-    }
-    return out;
-}
-
 void print_dump_json(const DumpRun& run, std::FILE* out) {
     std::fprintf(out, "{\"interface\": %s,\n \"calls\": [\n", to_line(json(run.ifname)).c_str());
     for(size_t i = 0; i < run.calls.size(); ++i) {
@@ -197,15 +122,14 @@ void print_dump_json(const DumpRun& run, std::FILE* out) {
     std::fprintf(out, " ],\n \"summary\": %s}\n", to_line(summary_json(run)).c_str());
 }
 
-int run_dump(const Options& opt) {
+bool read_interface(const Options& opt, DumpRun* run) {
     // Trace lines are kept with each call; --trace also echoes them as they come.
     Session session(opt, opt.trace_level >= 0 ? opt.trace_level : 200, opt.trace_level >= 0);
     if(!session.start()) {
-        return 1;
+        return false;
     }
-    DumpRun run;
-    run.ifname = opt.ifname;
-    Walker walker(session, run);
+    run->ifname = opt.ifname;
+    Walker walker(session, *run);
     auto start = std::chrono::steady_clock::now();
     walker.call("is-present");
     walker.call("is-available");
@@ -213,7 +137,15 @@ int run_dump(const Options& opt) {
         walk(walker);
         walker.call("destroy-moca-iface");
     }
-    run.elapsed_ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    run->elapsed_ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    return true;
+}
+
+int run_dump(const Options& opt) {
+    DumpRun run;
+    if(!read_interface(opt, &run)) {
+        return 1;
+    }
     if(opt.json_output) {
         print_dump_json(run, stdout);
     } else {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli.h"
 #include "varjson.h"
 
 #include <nolotrace.h>
@@ -54,6 +55,11 @@ struct DumpTally {
     size_t chip_calls = 0;
 };
 std::vector<DumpTally> tally(const DumpRun& run);
+
+// The walk of dump: starts a session (scenario, module, trace capture as --trace
+// says), then creates the record, reads every report and table and destroys the
+// record. False when the session could not start (the reason is on standard error).
+bool read_interface(const Options& opt, DumpRun* run);
 
 // The JSON document: {"interface", "calls": [...], "summary": {...}}, one call per line.
 void print_dump_json(const DumpRun& run, std::FILE* out);

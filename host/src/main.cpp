@@ -1,5 +1,6 @@
 // moca-host: loads the MoCA control module the way a data-model host does and
-// offers three ways to talk to it: one call, a dump of everything, a script.
+// offers ways to talk to it: one call, a dump of everything, a script, and a
+// health check of the network with its HTML report.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -14,7 +15,7 @@ int main(int argc, char** argv) {
     auto opt = host::parse_command_line(args, &err);
     if(!opt) {
         std::fprintf(stderr, "moca-host: %s\n%s", err.c_str(), host::usage_text());
-        return 2;
+        return host::usage_error_status(args);
     }
     try {
         switch(opt->command) {
@@ -27,12 +28,17 @@ int main(int argc, char** argv) {
             return host::run_dump(*opt);
         case host::Command::script:
             return host::run_script(*opt);
+        case host::Command::health:
+            return host::run_health(*opt);
+        case host::Command::report:
+            return host::run_report(*opt);
         case host::Command::none:
             break;
         }
     } catch(const std::exception& e) {
         std::fprintf(stderr, "moca-host: %s\n", e.what());
-        return 1;
+        const bool grading = opt->command == host::Command::health || opt->command == host::Command::report;
+        return grading ? 3 : 1;
     }
     return 2;
 }

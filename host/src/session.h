@@ -42,5 +42,7 @@ std::string default_module_path();
 int run_call(const Options& opt);
 int run_dump(const Options& opt);
 int run_script(const Options& opt);
+int run_health(const Options& opt);
+int run_report(const Options& opt);
 
 } // namespace host

@@ -93,6 +93,16 @@ INSTANTIATE_TEST_SUITE_P(All, CommandLines, ::testing::Values(
     CommandLine{{"--sim", "s.json", "--create", "moca0", "--json", "call", "retrieve-dyn-info"}, C::call},
     CommandLine{{"dump", "moca0", "--json"}, C::dump},
     CommandLine{{"--module=/tmp/m.so", "--trace", "500", "dump", "moca0"}, C::dump},
+    CommandLine{{"health", "moca0", "--json"}, C::health},
+    CommandLine{{"--trace=300", "health", "moca0"}, C::health},
+    CommandLine{{"report", "moca0", "-o", "page.html"}, C::report},
+    CommandLine{{"--output=page.html", "report", "moca0"}, C::report},
+    CommandLine{{"report", "moca0"}, C::report},
+    CommandLine{{"health"}, C::none},
+    CommandLine{{"report", "moca0", "moca1"}, C::none},
+    CommandLine{{"report", "moca0", "--json"}, C::none},
+    CommandLine{{"health", "moca0", "-o", "x.html"}, C::none},
+    CommandLine{{"report", "moca0", "-o"}, C::none},
     CommandLine{{"script"}, C::script},
     CommandLine{{"script", "-"}, C::script},
     CommandLine{{"script", "--", "-odd-name.jsonl"}, C::script},
@@ -129,6 +139,17 @@ TEST(CommandLine, CarriesOptionsAndArgumentsInOrder) {
     ASSERT_TRUE(opt.has_value()) << err;
     EXPECT_EQ(opt->script_path, "steps.jsonl");
     EXPECT_TRUE(opt->module_path.empty());
+}
+
+// health and report grade the network with 0, 1 and 2: their usage errors are 3.
+TEST(CommandLine, UsageErrorsOfTheGradingCommandsAreThree) {
+    const std::pair<std::vector<std::string>, int> lines[] = {
+        {{"health"}, 3}, {{"--frobnicate", "health", "moca0"}, 3}, {{"--sim", "health", "dump"}, 2},
+        {{"report", "moca0", "--json"}, 3}, {{"dump"}, 2}, {{"bogus"}, 2}, {{}, 2}, {{"call", "health"}, 2},
+    };
+    for(const auto& [args, status] : lines) {
+        EXPECT_EQ(host::usage_error_status(args), status) << (args.empty() ? "" : args[0]);
+    }
 }
 
 } // namespace

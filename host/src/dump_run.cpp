@@ -1,0 +1,87 @@
+// The record of a walk: its calls and what they answered, and the counts over them.
+#include <algorithm>
+
+#include "dump.h"
+
+namespace host {
+
+namespace {
+
+const json null_typed = json::array({"null", nullptr});
+
+} // namespace
+
+const json& DumpCall::ret() const {
+    return result.is_object() ? result["ret"] : null_typed;
+}
+
+const json* DumpCall::key(const std::string& name) const {
+    const json& r = ret();
+    if(r[0] != "htable" || !r[1].contains(name)) {
+        return nullptr;
+    }
+    return &r[1][name];
+}
+
+const DumpCall* DumpRun::find(const std::string& function, uint32_t id) const {
+    for(const auto& c : calls) {
+        if(c.function == function && c.id == id) {
+            return &c;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<const DumpCall*> DumpRun::all(const std::string& function) const {
+    std::vector<const DumpCall*> out;
+    for(const auto& c : calls) {
+        if(c.function == function) {
+            out.push_back(&c);
+        }
+    }
+    return out;
+}
+
+size_t DumpRun::failures() const {
+    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(), [](const DumpCall& c) { return !c.ok(); }));
+}
+
+size_t DumpCall::logged(int up_to_level) const {
+    if(!result.is_object()) {
+        return 0;
+    }
+    const json& log = result["log"];
+    return static_cast<size_t>(
+        std::count_if(log.begin(), log.end(), [&](const json& e) { return e["level"].get<int>() <= up_to_level; }));
+}
+
+size_t DumpRun::calls_with_errors() const {
+    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(),
+                                             [](const DumpCall& c) { return c.logged(TRACE_LEVEL_ERROR) > 0; }));
+}
+
+size_t DumpRun::chip_calls() const {
+    size_t n = 0;
+    for(const auto& c : calls) {
+        n += c.chip_calls();
+    }
+    return n;
+}
+
+std::vector<DumpTally> tally(const DumpRun& run) {
+    std::vector<DumpTally> out;
+    for(const auto& c : run.calls) {
+        auto it = std::find_if(out.begin(), out.end(), [&](const DumpTally& t) { return t.function == c.function; });
+        if(it == out.end()) {
+            out.push_back(DumpTally{c.function});
+            it = out.end() - 1;
+        }
+        it->calls++;
+        it->failed += c.ok() ? 0 : 1;
+        it->with_errors += c.logged(TRACE_LEVEL_ERROR) > 0 ? 1 : 0;
+        it->chip_calls += c.chip_calls();
+    }
+    return out;
+}
+
+} // namespace host
