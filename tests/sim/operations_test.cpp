@@ -352,6 +352,20 @@ TEST_F(OperationsTest, CallLogNamesEveryCallWithItsArguments) {
     EXPECT_TRUE(clnksim::calls().empty());
 }
 
+// A host that never reads the log: it stays bounded and keeps the latest calls.
+TEST_F(OperationsTest, CallLogIsBoundedAndKeepsTheLatestCalls) {
+    load(iface("{}"));
+    ClnkLib_Name_t names[16];
+    for(uint32_t capacity = 1; capacity <= 200000; capacity++) {
+        ClnkLib_ListNames(names, capacity % 16 + 1);
+        ASSERT_LE(clnksim::calls().size(), 65536u);
+    }
+    const auto& log = clnksim::calls();
+    EXPECT_GE(log.size(), 32768u);
+    EXPECT_EQ(log.back().args, json::array({200000 % 16 + 1}));
+    EXPECT_EQ(log[log.size() - 2].args, json::array({199999 % 16 + 1}));
+}
+
 TEST_F(OperationsTest, HeaderIsCompleteCAndAgreesWithCxx) {
     const size_t cxx_sizes[C_RECORD_COUNT] = {
         sizeof(ClnkLib_Handle_t),          sizeof(ClnkLib_LocalInfo_t), sizeof(ClnkLib_NetInfo_t),

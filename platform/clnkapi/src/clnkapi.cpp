@@ -25,7 +25,7 @@ template <typename Body>
 int32_t run(const char* op, json args, Body&& body) {
     const FaultHit hit = take_fault(op);
     const int32_t rc = hit.rc ? *hit.rc : body(hit);
-    sim().calls.push_back(clnksim::Call{op, std::move(args), json(rc)});
+    log_call(clnksim::Call{op, std::move(args), json(rc)});
     return rc;
 }
 
@@ -191,7 +191,7 @@ void ClnkLib_Close(ClnkLib_Handle_t* pHandle) {
         pHandle->magic = 0;
         pHandle->slot = -1;
     }
-    sim().calls.push_back(clnksim::Call{"ClnkLib_Close", json::array(), json(nullptr)});
+    log_call(clnksim::Call{"ClnkLib_Close", json::array(), json(nullptr)});
 }
 
 int32_t ClnkLib_ListNames(ClnkLib_Name_t* names, uint32_t capacity) {

@@ -310,6 +310,14 @@ void clear_faults() {
     sim().faults.clear();
 }
 
+void detail::log_call(Call call) {
+    std::vector<Call>& log = sim().calls;
+    if(log.size() >= detail::kMaxLoggedCalls) {
+        log.erase(log.begin(), log.begin() + detail::kMaxLoggedCalls / 2);
+    }
+    log.push_back(std::move(call));
+}
+
 const std::vector<Call>& calls() {
     return sim().calls;
 }

@@ -26,6 +26,12 @@ struct Sim {
 
 Sim& sim();
 
+// Appends to the call log, which keeps at most kMaxLoggedCalls calls: when
+// full, the older half goes. A host that never reads the log (one that knows
+// nothing of the simulator) must not grow with every call it makes.
+constexpr size_t kMaxLoggedCalls = 65536;
+void log_call(Call call);
+
 // What the armed faults make of one call of `op`: every fault on `op` counts it.
 struct FaultHit {
     std::optional<int32_t> rc;                  // fail with this code, filling nothing
