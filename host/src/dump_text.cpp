@@ -366,10 +366,33 @@ void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
               [](const DumpCall& f) { return !text(f, "FlowID").empty(); });
 }
 
+// A sleeping node's power state as the module gives it, with the chip's sleep
+// state beside it.
 void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
     Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"}, "active nodes; instance = Id = node id + 1");
-    instances(s, run, "retrieve-node-info", base + ".AssociatedDevice",
-              [](const DumpCall& n) { return flag(n, "Active"); });
+    for(const DumpCall* c : run.all("retrieve-node-info")) {
+        if(!c->ok() || !flag(*c, "Active")) {
+            continue;
+        }
+        DumpCall shown_call = *c;
+        const std::string state = run.sleep_state(c->id - 1);
+        json& power = shown_call.result["ret"][1]["PowerState"];
+        if(!state.empty() && power.is_array() && power[1].is_string()) {
+            power[1] = power[1].get<std::string>() + " (asleep: " + state + ")";
+        }
+        rows(s, base + ".AssociatedDevice." + std::to_string(c->id) + ".", {&shown_call}, {});
+    }
+}
+
+// The nodes asleep, as "4 (M1), 9 (M3)".
+std::string asleep_list(const DumpRun& run, const std::vector<uint64_t>& ids) {
+    std::string list;
+    for(uint64_t id : ids) {
+        if(std::string state = run.sleep_state(id); !state.empty()) {
+            list += (list.empty() ? "" : ", ") + std::to_string(id) + " (" + state + ")";
+        }
+    }
+    return list;
 }
 
 // The node ids in the network: this node and the active associated nodes.
@@ -388,9 +411,11 @@ std::vector<uint64_t> network_nodes(const DumpRun& run) {
 }
 
 void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
-              "TxRateNper in Mbps between the nodes in the network: row transmits, column receives");
     std::vector<uint64_t> ids = network_nodes(run);
+    const std::string asleep = asleep_list(run, ids);
+    Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
+              "TxRateNper in Mbps between the nodes in the network: row transmits, column receives" +
+                  (asleep.empty() ? std::string() : "\nzz: asleep, no rates measured: node " + asleep));
     std::map<std::pair<uint64_t, uint64_t>, std::string> cells;
     size_t width = 3;
     for(const DumpCall* m : run.all("retrieve-mesh-info")) {
@@ -413,7 +438,8 @@ void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
         std::string line = format("  %7llu", static_cast<unsigned long long>(tx));
         for(uint64_t rx : ids) {
             auto cell = cells.find({tx, rx});
-            std::string value = tx == rx ? "-" : cell == cells.end() ? "?" : cell->second;
+            const bool sleeping = !run.sleep_state(tx).empty() || !run.sleep_state(rx).empty();
+            std::string value = tx == rx ? "-" : sleeping ? "zz" : cell == cells.end() ? "?" : cell->second;
             line += format("%*s", static_cast<int>(width), value.c_str());
         }
         s.line(line);

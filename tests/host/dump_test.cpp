@@ -157,9 +157,14 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
         "MoCA.Interface.moca0.QoS.FlowStats.2.LeaseTimeLeft 2714 s",
         "MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate 1870 Mbps",
         "MoCA.Interface.moca0.AssociatedDevice.4.HighestVersion 1.1",
-        // The mesh: header of the nodes in the network, then the row of node 1.
+        // The mesh: header of the nodes in the network, then the rows of node 1 and of
+        // node 4, asleep: no rate to or from it is a dead link.
+        "# zz: asleep, no rates measured: node 4 (M1)",
         " tx \\ rx 0 1 2 3 4",
-        " 1 1856 - 1344 240 0",
+        " 1 1856 - 1344 240 zz",
+        " 4 zz zz zz zz -",
+        "MoCA.Interface.moca0.AssociatedDevice.5.PowerState m0Active (asleep: M1)",
+        "MoCA.Interface.moca0.AssociatedDevice.4.PowerState m0Active",
         "MoCA.Interface.moca0.Bridge.2.MACAddresses 00:1d:cd:58:a2:17,00:0e:58:9c:44:b1",
         "MoCA.Interface.moca0.RlapmNumberOfEntries 252",
         " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)",
@@ -238,7 +243,7 @@ const ChipFault chip_faults[] = {
     {"a mesh that cannot be read and a node GUID lost to the flow listing",
      R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})",
      {"! retrieve-mesh-info Id=1: rc -5, the walk of this table stopped here",
-      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (read_mesh_row)",
+      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)",
       "! retrieve-qos-info: rc 0",
       "! ClnkLib_GetNetInfo failed on 1 ith rc=-1 (clnkqos_NFLIter_init)",
       // The tables after the mesh are read as usual.
