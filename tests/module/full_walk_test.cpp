@@ -217,8 +217,9 @@ protected:
         for(const LogLine& l : lines) {
             const Message* found = nullptr;
             for(const auto& [re, m] : patterns_) {
-                if(std::regex_match(l.msg, re) && (m->funcs.count(l.func) != 0)) {
+                if((m->funcs.count(l.func) != 0) && std::regex_match(l.msg, re)) {
                     found = m;
+                    break;
                 }
             }
             if(found == nullptr) {
