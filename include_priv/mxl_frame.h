@@ -56,6 +56,19 @@
 void mxl_trace_at(int level, const char* func, const char* file, int line, const char* fmt, ...)
     __attribute__((format(printf, 5, 6)));
 
+// A caller's site as one value, for helpers that log on behalf of the
+// function whose work they do: mxl_here() taken there names that function.
+struct mxl_site_t {
+    const char* func;
+    const char* file;
+    int line;
+};
+inline mxl_site_t mxl_here(MXL_CALLER_SITE) {
+    return {site_func, site_file, site_line};
+}
+#define MXL_AT(site) (site).func, (site).file, (site).line
+#define mxl_log_at(site, level, fmt, ...) mxl_trace_at(level, MXL_AT(site), fmt __VA_OPT__(, ) __VA_ARGS__)
+
 // ---- registered functions -------------------------------------------------------------------
 int mxl_iface_create(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
 int mxl_iface_destroy(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
@@ -170,6 +183,9 @@ struct mxl_chip_t {
 // Makes one chip library request on the guard's handle and checks its code:
 // if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &info); rc != 0) ...
 #define MXL_CHIP_CALL(chip, op, ...) (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op)
+// The same on behalf of the function at `site`.
+#define MXL_CHIP_CALL_AT(site, chip, op, ...) \
+    (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op, MXL_AT(site))
 
 // The start of a table refill: opens the chip and reads the local node's view
 // of the network. Returns 0 or the code of the failing request, logged once;

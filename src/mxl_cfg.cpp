@@ -8,10 +8,12 @@ namespace {
 
 // What one "set-cfg-info" call works on. The mask and the configuration
 // record start zeroed: a masked write sends only the options marked here.
+// The settings' lines are logged on behalf of "set-cfg-info", at `at`.
 struct cfg_call_t {
     mxl_chip_t& chip;
     mxl_moca_iface_t* iface;
     const char* ifname;
+    mxl_site_t at;
     clnk_param_mask_t mask;
     ClnkLib_ClnkCfgV2_t cfg;
     bool commit;
@@ -27,7 +29,7 @@ struct cfg_setting_t {
     bool text = false;                                          // a key that holds no text is ignored
     // Option settings only: `take` stores the requested value in the record
     // and returns what the chip field should hold.
-    uint32_t (*take)(mxl_moca_iface_t* m, const amxc_var_t* value) = nullptr;
+    uint32_t (*take)(const cfg_call_t& c, const amxc_var_t* value) = nullptr;
     const char* field = nullptr;                                // chip field, named in the info line
     uint32_t (*chip_get)(const ClnkLib_ClnkCfgV2_t& cfg) = nullptr;
     void (*chip_put)(ClnkLib_ClnkCfgV2_t& cfg, uint32_t v) = nullptr;   // the assignment cuts v to the field
@@ -39,15 +41,16 @@ struct cfg_setting_t {
 
 int32_t apply_enable(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc_var_t* value) {
     mxl_moca_iface_t* m = c.iface;
-    mxl_log_info("Set enable on %s %s", m->enable ? "enabled" : "disabled", c.ifname);
+    mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set enable on %s %s", m->enable ? "enabled" : "disabled", c.ifname);
     bool wanted = amxc_var_get_bool(value);
     if(wanted == m->enable) {
         return 0;
     }
-    int32_t rc = wanted ? MXL_CHIP_CALL(c.chip, ClnkLib_Start) : MXL_CHIP_CALL(c.chip, ClnkLib_Stop);
+    int32_t rc = wanted ? MXL_CHIP_CALL_AT(c.at, c.chip, ClnkLib_Start) : MXL_CHIP_CALL_AT(c.at, c.chip, ClnkLib_Stop);
     if(rc == 0) {
         m->enable = wanted;
-        mxl_log_info("%s: %s: returned rc=%d", c.ifname, wanted ? "ClnkLib_Start" : "ClnkLib_Stop", rc);
+        mxl_log_at(c.at, TRACE_LEVEL_INFO, "%s: %s: returned rc=%d", c.ifname,
+                   wanted ? "ClnkLib_Start" : "ClnkLib_Stop", rc);
     }
     return rc;
 }
@@ -55,14 +58,15 @@ int32_t apply_enable(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc_var
 // Stores the value, reads the option from the chip (unless it is always
 // written) and marks the record for writing only when the chip differs.
 int32_t apply_option(const cfg_setting_t& row, cfg_call_t& c, const amxc_var_t* value) {
-    uint32_t wanted = row.take(c.iface, value);
+    uint32_t wanted = row.take(c, value);
     for(uint32_t opt = row.opt_first; opt <= row.opt_last; opt++) {
         SET_PARAM_BIT(&c.mask, opt);
     }
     if(row.read_label != nullptr) {
         int32_t rc = ClnkLib_GetClnkCfgV2Params(c.chip.h(), &c.mask, &c.cfg);
         if(rc != 0) {
-            mxl_log_error("%s: ClnkLib_GetClnkCfgV2Params for %s failed rc=%d", c.ifname, row.read_label, rc);
+            mxl_log_at(c.at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetClnkCfgV2Params for %s failed rc=%d", c.ifname,
+                       row.read_label, rc);
             return rc;
         }
         if(row.chip_get(c.cfg) == wanted) {
@@ -72,9 +76,9 @@ int32_t apply_option(const cfg_setting_t& row, cfg_call_t& c, const amxc_var_t* 
     row.chip_put(c.cfg, wanted);
     uint32_t sent = row.chip_get(c.cfg);
     if(row.hex) {
-        mxl_log_info("Set %s=0x%x", row.field, sent);
+        mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set %s=0x%x", row.field, sent);
     } else {
-        mxl_log_info("Set %s=%d", row.field, static_cast<int>(sent));
+        mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set %s=%d", row.field, static_cast<int>(sent));
     }
     c.commit = true;
     return 0;
@@ -83,7 +87,7 @@ int32_t apply_option(const cfg_setting_t& row, cfg_call_t& c, const amxc_var_t* 
 // Kept for reporting only: nothing goes to the chip.
 int32_t apply_freq_mask(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc_var_t* value) {
     mxl_copy(c.iface->freq_cur_mask, amxc_var_get_const_cstring_t(value));
-    mxl_log_info("Set freq_cur_mask=%s", c.iface->freq_cur_mask);
+    mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set freq_cur_mask=%s", c.iface->freq_cur_mask);
     return 0;
 }
 
@@ -101,44 +105,48 @@ int32_t apply_passphrase(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc
         uint32_t opt = OPT_MOCA_PASSWD_D + slot;
         SET_PARAM_BIT(&c.mask, opt);
         c.commit = true;
-        mxl_log_info("Set keyphrase=%s for band %d", phrase, static_cast<int>(opt));
+        mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set keyphrase=%s for band %d", phrase, static_cast<int>(opt));
         memcpy(text, phrase, strlen(phrase) + 1);
     }
     return 0;
 }
 
-uint32_t take_preferred_nc(mxl_moca_iface_t* m, const amxc_var_t* value) {
+uint32_t take_preferred_nc(const cfg_call_t& c, const amxc_var_t* value) {
+    mxl_moca_iface_t* m = c.iface;
     m->preferred_nc = amxc_var_get_bool(value);
     return m->preferred_nc ? 1 : 0;
 }
 
-uint32_t take_privacy(mxl_moca_iface_t* m, const amxc_var_t* value) {
+uint32_t take_privacy(const cfg_call_t& c, const amxc_var_t* value) {
+    mxl_moca_iface_t* m = c.iface;
     m->privacy_enabled = amxc_var_get_bool(value);
     return m->privacy_enabled ? 0xFF : 0x00;
 }
 
-uint32_t take_tpc_target(mxl_moca_iface_t* m, const amxc_var_t* value) {
-    return m->tpc_phy_rate_nper = amxc_var_get_uint32_t(value);
+uint32_t take_tpc_target(const cfg_call_t& c, const amxc_var_t* value) {
+    return c.iface->tpc_phy_rate_nper = amxc_var_get_uint32_t(value);
 }
 
-uint32_t take_tx_power_limit(mxl_moca_iface_t* m, const amxc_var_t* value) {
-    return m->tx_power_limit = amxc_var_get_uint32_t(value);
+uint32_t take_tx_power_limit(const cfg_call_t& c, const amxc_var_t* value) {
+    return c.iface->tx_power_limit = amxc_var_get_uint32_t(value);
 }
 
-uint32_t take_phy_target(mxl_moca_iface_t* m, const amxc_var_t* value) {
-    return m->power_cntl_phy_target = amxc_var_get_uint32_t(value);
+uint32_t take_phy_target(const cfg_call_t& c, const amxc_var_t* value) {
+    return c.iface->power_cntl_phy_target = amxc_var_get_uint32_t(value);
 }
 
-uint32_t take_beacon_power(mxl_moca_iface_t* m, const amxc_var_t* value) {
+uint32_t take_beacon_power(const cfg_call_t& c, const amxc_var_t* value) {
+    mxl_moca_iface_t* m = c.iface;
     uint32_t v = amxc_var_get_uint32_t(value);
     m->beacon_power_limit = static_cast<int32_t>(v);
     return v;
 }
 
 // The text is kept as given (cut to the field); the chip gets its number, base 16, low 24 bits.
-uint32_t take_taboo_mask(mxl_moca_iface_t* m, const amxc_var_t* value) {
+uint32_t take_taboo_mask(const cfg_call_t& c, const amxc_var_t* value) {
+    mxl_moca_iface_t* m = c.iface;
     mxl_copy(m->node_taboo_mask, amxc_var_get_const_cstring_t(value));
-    mxl_log_info("Set node_taboo_mask=%s", m->node_taboo_mask);
+    mxl_log_at(c.at, TRACE_LEVEL_INFO, "Set node_taboo_mask=%s", m->node_taboo_mask);
     return static_cast<uint32_t>(strtoul(m->node_taboo_mask, nullptr, 16)) & 0xFFFFFFu;
 }
 
@@ -184,7 +192,7 @@ int mxl_cfg_info_set(const char* /*function_name*/, amxc_var_t* args, amxc_var_t
     if(int32_t rc = chip.open(); rc != 0) {
         return rc;
     }
-    cfg_call_t c{chip, call.iface, call.ifname, {}, {}, false};
+    cfg_call_t c{chip, call.iface, call.ifname, mxl_here(), {}, {}, false};
     for(const cfg_setting_t& row : cfg_settings) {
         const amxc_var_t* value = amxc_var_get_key(args, row.key, AMXC_VAR_FLAG_DEFAULT);
         if(value == nullptr) {

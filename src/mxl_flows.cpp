@@ -156,10 +156,12 @@ bool nfl_batch_used_up(const clnkqos_NFLIter_t* it) {
 }
 
 // A batch was answered with success: it is good unless the node's list
-// changed since the previous batch.
-bool nfl_accept_batch(clnkqos_NFLIter_t* it, bool first_time, uint32_t previous_count) {
+// changed since the previous batch. The batch helpers log on behalf of
+// clnkqos_NFLIter_next, at `at`.
+bool nfl_accept_batch(clnkqos_NFLIter_t* it, bool first_time, uint32_t previous_count, const mxl_site_t& at) {
     if(!first_time && (it->rsp.flowUpdateCount != previous_count)) {
-        mxl_log_error("Detected flows changed in mid op, %d != %d, aborting.", previous_count, it->rsp.flowUpdateCount);
+        mxl_log_at(at, TRACE_LEVEL_ERROR, "Detected flows changed in mid op, %d != %d, aborting.", previous_count,
+                   it->rsp.flowUpdateCount);
         return false;
     }
     it->batchesRemaining--;
@@ -168,7 +170,7 @@ bool nfl_accept_batch(clnkqos_NFLIter_t* it, bool first_time, uint32_t previous_
 
 // Fetches the batch that starts at nextLogicalIdx, with up to `retries` attempts.
 bool nfl_fetch_batch(ClnkLib_Handle_t* handle, clnkqos_NFLIter_t* it, uint32_t retries, uint32_t max_ids,
-                     bool first_time) {
+                     bool first_time, const mxl_site_t& at) {
     const uint32_t previous_count = it->rsp.flowUpdateCount;
     ClnkLib_FlowListReq_t& req = it->req;
     ClnkLib_FlowListRsp_t& rsp = it->rsp;
@@ -176,30 +178,35 @@ bool nfl_fetch_batch(ClnkLib_Handle_t* handle, clnkqos_NFLIter_t* it, uint32_t r
     for(uint32_t left = retries; left > 0; left--) {
         req.flowMaxReturn = max_ids;
         req.flowStartIndex = it->nextLogicalIdx;
-        mxl_log_info("ClnkLib_ListFlows(,ingressGuid=%s,flowStartIndex=%d,flowMaxReturn=%d)-->",
-                     clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo), req.flowStartIndex,
-                     req.flowMaxReturn);
+        mxl_log_at(at, TRACE_LEVEL_INFO, "ClnkLib_ListFlows(,ingressGuid=%s,flowStartIndex=%d,flowMaxReturn=%d)-->",
+                   clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo), req.flowStartIndex,
+                   req.flowMaxReturn);
+        // The response is cleared before every request: a partial answer leaves no earlier batch behind.
+        rsp = ClnkLib_FlowListRsp_t{};
         rc = ClnkLib_ListFlows(handle, &req, &rsp);
-        mxl_log_info("  -->  retval:%d .flowCode:%s(0x%x), .flowUpdateCount:%d .totalFlowIdCount:%d "
-                     ".numReturnedFlowIds:%d",
-                     rc, clnkqos_getFlowCodeString(rsp.flowCode), rsp.flowCode, rsp.flowUpdateCount,
-                     rsp.totalFlowIdCount, rsp.numReturnedFlowIds);
+        mxl_log_at(at, TRACE_LEVEL_INFO,
+                   "  -->  retval:%d .flowCode:%s(0x%x), .flowUpdateCount:%d .totalFlowIdCount:%d "
+                   ".numReturnedFlowIds:%d",
+                   rc, clnkqos_getFlowCodeString(rsp.flowCode), rsp.flowCode, rsp.flowUpdateCount,
+                   rsp.totalFlowIdCount, rsp.numReturnedFlowIds);
         if(rc != 0) {
-            mxl_log_info("  Unexpected list retval %d, %d retries left...", rc, left);
+            mxl_log_at(at, TRACE_LEVEL_INFO, "  Unexpected list retval %d, %d retries left...", rc, left);
         } else if(rsp.flowCode == CLNKLIB_FLOWCODE_SUCCESS) {
-            return nfl_accept_batch(it, first_time, previous_count);
+            return nfl_accept_batch(it, first_time, previous_count, at);
         } else if(rsp.flowCode == CLNKLIB_FLOWCODE_TIMEOUT) {
-            mxl_log_info("  List timeout, flowCode 0x%x (%s)", rsp.flowCode, clnkqos_getFlowCodeString(rsp.flowCode));
+            mxl_log_at(at, TRACE_LEVEL_INFO, "  List timeout, flowCode 0x%x (%s)", rsp.flowCode,
+                       clnkqos_getFlowCodeString(rsp.flowCode));
             clnkqos_Timer_spin(LIST_TIMEOUT_WAIT_MS);
         } else if(rsp.flowCode == CLNKLIB_FLOWCODE_QOS_UNAVAIL) {
-            mxl_log_info("  M1.0 node NOT PQOS capable, IngressID=%s",
-                         clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo));
+            mxl_log_at(at, TRACE_LEVEL_INFO, "  M1.0 node NOT PQOS capable, IngressID=%s",
+                       clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo));
             return false;
         } else {
-            mxl_log_info("  List fail, flowCode 0x%x (%s)", rsp.flowCode, clnkqos_getFlowCodeString(rsp.flowCode));
+            mxl_log_at(at, TRACE_LEVEL_INFO, "  List fail, flowCode 0x%x (%s)", rsp.flowCode,
+                       clnkqos_getFlowCodeString(rsp.flowCode));
         }
     }
-    mxl_log_error("%d retries exausted. retval:%d flowCode:0x%x (%s)", retries, rc, rsp.flowCode,
+    mxl_log_at(at, TRACE_LEVEL_ERROR, "%d retries exausted. retval:%d flowCode:0x%x (%s)", retries, rc, rsp.flowCode,
                   clnkqos_getFlowCodeString(rsp.flowCode));
     return false;
 }
@@ -216,7 +223,7 @@ bool clnkqos_NFLIter_next(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, u
         return false;
     }
     if((first_time || nfl_batch_used_up(pIter)) &&
-       !nfl_fetch_batch(pHandle, pIter, retries, maxFlowsPerQuery, first_time)) {
+       !nfl_fetch_batch(pHandle, pIter, retries, maxFlowsPerQuery, first_time, mxl_here())) {
         return false;
     }
     if(nfl_batch_used_up(pIter)) {
@@ -229,10 +236,12 @@ bool clnkqos_NFLIter_next(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, u
 
 // ---- the listing ----------------------------------------------------------------------------
 
-// Where one listing puts the flows it finds.
+// Where one listing puts the flows it finds; its lines are logged on behalf
+// of mxl_get_flows, at `at`.
 struct flow_listing_t {
     ClnkLib_Handle_t* handle;
     mxl_moca_iface_t* moca_if;
+    mxl_site_t at;
     uint32_t stored;        // records written: the next free slot
     uint32_t not_stored;    // flows counted but beyond the table
 };
@@ -259,25 +268,28 @@ void mxl_flow_fill(mxl_moca_flow_t* flow, const ClnkLib_FlowQueryRsp_t& rsp) {
 
 // Queries one flow into `flow`, with up to six immediate attempts. False when
 // every attempt failed.
-bool mxl_query_flow(ClnkLib_Handle_t* handle, ClnkLib_MacAddr_t* flow_id, mxl_moca_flow_t* flow) {
+bool mxl_query_flow(const flow_listing_t* listing, ClnkLib_MacAddr_t* flow_id, mxl_moca_flow_t* flow) {
+    const mxl_site_t& at = listing->at;
     ClnkLib_FlowQueryRsp_t rsp{};
     int32_t rc = 0;
     for(uint32_t left = MAX_RETRIES_FOR_QOS_OPERATION; left > 0;) {
+        rsp = ClnkLib_FlowQueryRsp_t{};
         rsp.flowCode = CLNKLIB_FLOWCODE_DRIVER_ERROR;
-        mxl_log_info("ClnkLib_QueryFlow(,flowId=%s)-->", clnkqos_macToString(flow_id->hi, flow_id->lo));
-        rc = ClnkLib_QueryFlow(handle, flow_id, &rsp);
-        mxl_log_info("  -->  retval:%d .flowCode:%s (0x%x)", rc, clnkqos_getFlowCodeString(rsp.flowCode),
-                     rsp.flowCode);
+        mxl_log_at(at, TRACE_LEVEL_INFO, "ClnkLib_QueryFlow(,flowId=%s)-->",
+                   clnkqos_macToString(flow_id->hi, flow_id->lo));
+        rc = ClnkLib_QueryFlow(listing->handle, flow_id, &rsp);
+        mxl_log_at(at, TRACE_LEVEL_INFO, "  -->  retval:%d .flowCode:%s (0x%x)", rc,
+                   clnkqos_getFlowCodeString(rsp.flowCode), rsp.flowCode);
         if((rc == 0) && (rsp.flowCode == CLNKLIB_FLOWCODE_SUCCESS)) {
             mxl_flow_fill(flow, rsp);
             return true;
         }
         left--;
-        mxl_log_info(" Unexpected fail: last retval:%d flowCode:0x%x (%s): %d left...", rc, rsp.flowCode,
-                     clnkqos_getFlowCodeString(rsp.flowCode), left);
+        mxl_log_at(at, TRACE_LEVEL_INFO, " Unexpected fail: last retval:%d flowCode:0x%x (%s): %d left...", rc,
+                   rsp.flowCode, clnkqos_getFlowCodeString(rsp.flowCode), left);
     }
-    mxl_log_error("Too many fail- last retval:%d flowCode:0x%x (%s)", rc, rsp.flowCode,
-                  clnkqos_getFlowCodeString(rsp.flowCode));
+    mxl_log_at(at, TRACE_LEVEL_ERROR, "Too many fail- last retval:%d flowCode:0x%x (%s)", rc, rsp.flowCode,
+               clnkqos_getFlowCodeString(rsp.flowCode));
     return false;
 }
 
@@ -296,7 +308,7 @@ bool mxl_list_node_flows(flow_listing_t* listing, uint32_t node_id, uint32_t* co
                                &flow_id)) {
         if(listing->stored >= MOCA_MAX_FLOWS) {
             listing->not_stored++;
-        } else if(mxl_query_flow(listing->handle, &flow_id, &listing->moca_if->flows[listing->stored])) {
+        } else if(mxl_query_flow(listing, &flow_id, &listing->moca_if->flows[listing->stored])) {
             listing->stored++;
         } else {
             return false;
@@ -314,20 +326,20 @@ bool mxl_list_network_flows(flow_listing_t* listing, const ClnkLib_LocalInfo_t& 
         if((local.activeNodeBitmask & (1u << node_id)) == 0) {
             continue;
         }
-        mxl_log_info("Get (ingress) node info for node_id:%d", node_id);
+        mxl_log_at(listing->at, TRACE_LEVEL_INFO, "Get (ingress) node info for node_id:%d", node_id);
         uint32_t count = 0;
         if(!mxl_list_node_flows(listing, node_id, &count)) {
             return false;
         }
         *total += count;
-        mxl_log_info("%s: found %d flows on node %d", moca_if->name, count, node_id);
+        mxl_log_at(listing->at, TRACE_LEVEL_INFO, "%s: found %d flows on node %d", moca_if->name, count, node_id);
         if(node_id == local.nodeId) {
             moca_if->ingress_num_flows = count;
         }
     }
     if(listing->not_stored != 0) {
-        mxl_log_warning("%s: flow table full (%d slots), %d flows not stored", moca_if->name, MOCA_MAX_FLOWS,
-                        listing->not_stored);
+        mxl_log_at(listing->at, TRACE_LEVEL_WARNING, "%s: flow table full (%d slots), %d flows not stored",
+                   moca_if->name, MOCA_MAX_FLOWS, listing->not_stored);
     }
     return true;
 }
@@ -369,7 +381,7 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
     if(local.linkStatus == 0) {
         mxl_log_info("%s: link is down - all nodes are inactive", chip.name);
     } else {
-        flow_listing_t listing{chip.h(), moca_if, 0, 0};
+        flow_listing_t listing{chip.h(), moca_if, mxl_here(), 0, 0};
         if(!mxl_list_network_flows(&listing, local, &total)) {
             return 0;   // abandoned: the next request lists again
         }

@@ -23,15 +23,17 @@ constexpr cache_timer_t cache_timers[] = {
 
 constexpr unsigned CACHE_VALIDITY_MS = NODES_TABLE_DATA_VALIDITY_INTERVAL * 1000;
 
-int mxl_iface_init(mxl_moca_iface_t* moca_if, const char* name) {
-    mxl_log_info("initializing mxl moca info for name: %s", name);
+// The creation steps log on behalf of mxl_iface_create, at `at`.
+int mxl_iface_init(mxl_moca_iface_t* moca_if, const char* name, const mxl_site_t& at) {
+    mxl_log_at(at, TRACE_LEVEL_INFO, "initializing mxl moca info for name: %s", name);
     // Interface names have at most 15 characters: the chip library's limit.
     if((name[0] == '\0') || (strnlen(name, MOCA_NAME_LEN) >= MOCA_NAME_LEN)) {
         return -1;
     }
     mxl_copy(moca_if->name, name);
     moca_if->enable = (mxl_iface_is_enabled(moca_if) != 0);
-    mxl_log_appinfo("The interface '%s' is %s at init", name, moca_if->enable ? "enabled" : "disabled");
+    mxl_log_at(at, TRACE_LEVEL_APP_INFO, "The interface '%s' is %s at init", name,
+               moca_if->enable ? "enabled" : "disabled");
     return 0;
 }
 
@@ -45,11 +47,11 @@ void mxl_iface_drop_timers_after_failure(mxl_moca_iface_t* moca_if) {
     amxp_timer_delete(&moca_if->rlapm_timer);
 }
 
-int mxl_iface_create_timers(mxl_moca_iface_t* moca_if) {
+int mxl_iface_create_timers(mxl_moca_iface_t* moca_if, const mxl_site_t& at) {
     for(size_t i = 0; i < std::size(cache_timers); i++) {
         int rc = amxp_timer_new(&(moca_if->*cache_timers[i].field), table_cache_expire, nullptr);
         if(rc != 0) {
-            mxl_log_error("Failed to allocate %s: %d", cache_timers[i].name, rc);
+            mxl_log_at(at, TRACE_LEVEL_ERROR, "Failed to allocate %s: %d", cache_timers[i].name, rc);
             if(i > 0) {
                 mxl_iface_drop_timers_after_failure(moca_if);
             }
@@ -107,7 +109,7 @@ int mxl_iface_create(const char* /*function_name*/, amxc_var_t* args, amxc_var_t
         mxl_log_error("Unable to allocate memory");
         return -1;
     }
-    if(mxl_iface_init(moca_if, call.ifname) != 0) {
+    if(mxl_iface_init(moca_if, call.ifname, mxl_here()) != 0) {
         mxl_log_error("Failed to initialize mxl moca interface: %s", call.ifname);
         free(moca_if);
         return -1;
@@ -117,7 +119,7 @@ int mxl_iface_create(const char* /*function_name*/, amxc_var_t* args, amxc_var_t
         free(moca_if);
         return -1;
     }
-    int rc = mxl_iface_create_timers(moca_if);
+    int rc = mxl_iface_create_timers(moca_if, mxl_here());
     if(rc != 0) {
         amxc_llist_it_take(&moca_if->it);
         free(moca_if);

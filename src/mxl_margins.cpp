@@ -13,20 +13,8 @@ int sapm_table_size(const char* ifname, uint32_t* profile_validity, uint32_t* nu
 
 namespace {
 
-// Where a line is logged from: the registered function or routine that the
-// shared code below works for.
-struct site_t {
-    const char* func;
-    const char* file;
-    int line;
-};
-
-site_t here(MXL_CALLER_SITE) {
-    return {site_func, site_file, site_line};
-}
-
-#define MXL_LOG_AT(site, level, fmt, ...) \
-    mxl_trace_at(level, (site).func, (site).file, (site).line, fmt __VA_OPT__(, ) __VA_ARGS__)
+// The shared code below logs on behalf of the registered function or routine
+// that it works for, whose site it is given.
 
 constexpr uint32_t min_u32(uint32_t a, uint32_t b) {
     return (a < b) ? a : b;
@@ -65,7 +53,7 @@ struct rlapm_kind {
     // The levels of one row; levels above 65 all report 65, margins are halved
     // and capped at 60.
     static void fill_row(std::span<entry_t, per_row> out, uint32_t profile, const MXL_MOCA_RLAPM_TABLE_V2_T& row,
-                         uint32_t, const site_t&) {
+                         uint32_t, const mxl_site_t&) {
         for(uint32_t r = 0; r < per_row; r++) {
             entry_t& e = out[r];
             e.enable = true;
@@ -130,11 +118,11 @@ struct sapm_kind {
     }
 
     static void fill_row(std::span<entry_t, per_row> out, uint32_t profile, const MXL_MOCA_SAPM_TABLE_V2_T& row,
-                         uint32_t index, const site_t& site) {
+                         uint32_t index, const mxl_site_t& site) {
         entry_t& e = out[0];
         uint32_t count = margin_count(row.scstart);
         sapm_margin_text(e.phy_margin, row.phymargin, count);
-        MXL_LOG_AT(site, TRACE_LEVEL_INFO, "Sapm entry[%d] sc_index_max:%d MAX_MINI_SAPM_MARGIN_LEN %d",
+        mxl_log_at(site, TRACE_LEVEL_INFO, "Sapm entry[%d] sc_index_max:%d MAX_MINI_SAPM_MARGIN_LEN %d",
                    static_cast<int>(index), static_cast<int>(count), MAX_MINI_SAPM_MARGIN_LEN);
         e.enable = true;
         e.profile = profile;
@@ -165,15 +153,15 @@ static_assert(profile_count<rlapm_kind> <= 32 && profile_count<sapm_kind> <= 32)
 // profile p with a row in use, per_row entries per row. The outputs are
 // written only on success.
 template<class K>
-int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_entries, const site_t& site) {
+int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_entries, const mxl_site_t& site) {
     mxl_chip_t chip(ifname);
     chip.close_after_failed_open = K::close_after_failed_open;
-    int32_t rc = chip.open(false, site.func, site.file, site.line);
+    int32_t rc = chip.open(false, MXL_AT(site));
     if(rc != 0) {
         return rc;
     }
-    typename K::cfg_t cfg;
-    rc = chip.check(K::read(chip.h(), &cfg), K::read_op, site.func, site.file, site.line);
+    typename K::cfg_t cfg{};   // zeroed: a partial fill leaves nothing of the stack
+    rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
     if(rc != 0) {
         return rc;
     }
@@ -196,7 +184,7 @@ int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_ent
 // `mask`, in profile then row order, from the start of the cached table.
 template<class K>
 void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::entry_t, K::capacity> table,
-             const site_t& site) {
+             const mxl_site_t& site) {
     uint32_t i = 0;
     for(uint32_t p = 0; p < profile_count<K>; p++) {
         if((mask & (1u << p)) == 0) {
@@ -215,20 +203,20 @@ void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::
 // second handle, rebuilds the cached table and marks it fresh. A failed read
 // leaves the table and the timer as they were.
 template<class K>
-int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, const site_t& site) {
-    typename K::cfg_t cfg;
-    int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, site.func, site.file, site.line);
+int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, const mxl_site_t& site) {
+    typename K::cfg_t cfg{};   // zeroed: a partial fill leaves nothing of the stack
+    int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
     if(rc != 0) {
         return rc;
     }
     uint32_t mask = 0;
     rc = K::table_size(ifname, &mask, &K::num(moca_if));
     if(rc != 0) {
-        MXL_LOG_AT(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", ifname, K::size_fn, rc);
+        mxl_log_at(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", ifname, K::size_fn, rc);
         return rc;
     }
     flatten<K>(cfg, mask, K::table(moca_if), site);
-    mxl_cache_arm(K::timer(moca_if), true, site.func, site.file, site.line);
+    mxl_cache_arm(K::timer(moca_if), true, MXL_AT(site));
     return 0;
 }
 
@@ -244,15 +232,15 @@ void report_entry(amxc_var_t* ret, const typename K::entry_t& e) {
 
 // "retrieve-*-number": counts on the chip on every call, whatever the cache.
 template<class K>
-int entries_number(amxc_var_t* args, amxc_var_t* ret, const site_t& site) {
+int entries_number(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
     mxl_call_t call;
-    if(mxl_prologue(K::number_fn, args, ret, &call, site.func, site.file, site.line) != 0) {
+    if(mxl_prologue(K::number_fn, args, ret, &call, MXL_AT(site)) != 0) {
         return -1;
     }
     uint32_t mask = 0;
     int rc = K::table_size(call.ifname, &mask, &K::num(*call.iface));
     if(rc != 0) {
-        MXL_LOG_AT(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", call.ifname, K::size_fn, rc);
+        mxl_log_at(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", call.ifname, K::size_fn, rc);
     }
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_uint32_t(ret, K::number_key, K::num(*call.iface));
@@ -262,19 +250,19 @@ int entries_number(amxc_var_t* args, amxc_var_t* ret, const site_t& site) {
 // "retrieve-*-info": one entry, from the cache while its timer runs, after a
 // refill otherwise. After a failed refill the cached entry is still reported.
 template<class K>
-int info_retrieve(amxc_var_t* args, amxc_var_t* ret, const site_t& site) {
+int info_retrieve(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
     mxl_call_t call;
-    if(mxl_prologue(K::info_fn, args, ret, &call, site.func, site.file, site.line) != 0) {
+    if(mxl_prologue(K::info_fn, args, ret, &call, MXL_AT(site)) != 0) {
         return -1;
     }
     mxl_moca_iface_t& moca_if = *call.iface;
     amxp_timer_t* timer = K::timer(moca_if);
-    MXL_LOG_AT(site, TRACE_LEVEL_INFO, "get %s for id %d data for %s, timer state=%d", K::tag,
+    mxl_log_at(site, TRACE_LEVEL_INFO, "get %s for id %d data for %s, timer state=%d", K::tag,
                static_cast<int>(call.index), moca_if.name, static_cast<int>(amxp_timer_get_state(timer)));
     mxl_chip_t chip(call.ifname);
     int32_t rc = 0;
     if(!mxl_cache_is_fresh(timer)) {
-        rc = chip.open(false, site.func, site.file, site.line);
+        rc = chip.open(false, MXL_AT(site));
         if(rc != 0) {
             return rc;
         }
@@ -288,25 +276,25 @@ int info_retrieve(amxc_var_t* args, amxc_var_t* ret, const site_t& site) {
 } // namespace
 
 int rlapm_table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_entries) {
-    return table_size<rlapm_kind>(ifname, profile_validity, num_entries, here());
+    return table_size<rlapm_kind>(ifname, profile_validity, num_entries, mxl_here());
 }
 
 int sapm_table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_entries) {
-    return table_size<sapm_kind>(ifname, profile_validity, num_entries, here());
+    return table_size<sapm_kind>(ifname, profile_validity, num_entries, mxl_here());
 }
 
 int mxl_rlapm_entries_number(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
-    return entries_number<rlapm_kind>(args, ret, here());
+    return entries_number<rlapm_kind>(args, ret, mxl_here());
 }
 
 int mxl_rlapm_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
-    return info_retrieve<rlapm_kind>(args, ret, here());
+    return info_retrieve<rlapm_kind>(args, ret, mxl_here());
 }
 
 int mxl_sapm_entries_number(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
-    return entries_number<sapm_kind>(args, ret, here());
+    return entries_number<sapm_kind>(args, ret, mxl_here());
 }
 
 int mxl_sapm_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
-    return info_retrieve<sapm_kind>(args, ret, here());
+    return info_retrieve<sapm_kind>(args, ret, mxl_here());
 }

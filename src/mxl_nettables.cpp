@@ -54,16 +54,20 @@ constexpr profile_choice_t MOCA2_UCAST[] = {{MOCA2_NPER_UNICAST_BONDED_PROFILE, 
 constexpr profile_plan_t MOCA1_PLAN{MOCA1_BCAST, MOCA1_UCAST};
 constexpr profile_plan_t MOCA2_PLAN{MOCA2_BCAST, MOCA2_UCAST};
 
-int32_t read_profile_pair(mxl_chip_t& chip, uint32_t node, uint32_t type, profile_pair_t* pair) {
+// The helpers of a refill log on behalf of the function doing the refill, at `at`.
+int32_t read_profile_pair(mxl_chip_t& chip, uint32_t node, uint32_t type, profile_pair_t* pair,
+                          const mxl_site_t& at) {
     *pair = profile_pair_t{};
     int32_t rc = ClnkLib_GetPhyTxProfile(chip.h(), node, type, 0, &pair->tx);
     if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetPhyTxProfile for nodeId=%d failed with rc=%d", chip.name, node, rc);
+        mxl_log_at(at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetPhyTxProfile for nodeId=%d failed with rc=%d", chip.name,
+                   node, rc);
         return rc;
     }
     rc = ClnkLib_GetPhyRxProfile(chip.h(), node, type, 0, &pair->rx);
     if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetPhyRxProfile for nodeId=%d failed with rc=%d", chip.name, node, rc);
+        mxl_log_at(at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetPhyRxProfile for nodeId=%d failed with rc=%d", chip.name,
+                   node, rc);
     }
     return rc;
 }
@@ -71,7 +75,7 @@ int32_t read_profile_pair(mxl_chip_t& chip, uint32_t node, uint32_t type, profil
 // Reads the choices in order until a valid pair; the last pair read is kept
 // even when it is not valid.
 int32_t select_profile(mxl_chip_t& chip, uint32_t node, std::span<const profile_choice_t> choices, bool bonding,
-                       profile_pair_t* pair) {
+                       profile_pair_t* pair, const mxl_site_t& at) {
     bool read = false;
     for(const profile_choice_t& choice : choices) {
         if(choice.bonded_only && !bonding) {
@@ -80,7 +84,7 @@ int32_t select_profile(mxl_chip_t& chip, uint32_t node, std::span<const profile_
         if(read && pair->valid()) {
             break;
         }
-        if(int32_t rc = read_profile_pair(chip, node, choice.type, pair); rc != 0) {
+        if(int32_t rc = read_profile_pair(chip, node, choice.type, pair, at); rc != 0) {
             return rc;
         }
         read = true;
@@ -130,20 +134,21 @@ void fill_node(mxl_moca_node_t* slot, const ClnkLib_NetInfo_t& net, const profil
 }
 
 // Reads one remote node; its slot is written only once every read succeeded.
-int32_t read_node(mxl_chip_t& chip, uint32_t node, mxl_moca_node_t* slot) {
+int32_t read_node(mxl_chip_t& chip, uint32_t node, mxl_moca_node_t* slot, const mxl_site_t& at) {
     ClnkLib_NetInfo_t net{};
     int32_t rc = ClnkLib_GetNetInfo(chip.h(), node, &net);
     if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetNetInfo for nodeId=%d failed with rc=%d", chip.name, node, rc);
+        mxl_log_at(at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetNetInfo for nodeId=%d failed with rc=%d", chip.name, node,
+                   rc);
         return rc;
     }
     const profile_plan_t& plan = ((net.mocaVer & MOCA_VERSION_MAJOR) == MOCA_VERSION_1) ? MOCA1_PLAN : MOCA2_PLAN;
     const bool bonding = (net.protoSupport & PROTO_BONDING) != 0;
     profile_pair_t bcast{};
     profile_pair_t ucast{};
-    rc = select_profile(chip, node, plan.bcast, bonding, &bcast);
+    rc = select_profile(chip, node, plan.bcast, bonding, &bcast, at);
     if(rc == 0) {
-        rc = select_profile(chip, node, plan.ucast, bonding, &ucast);
+        rc = select_profile(chip, node, plan.ucast, bonding, &ucast, at);
     }
     if(rc == 0) {
         fill_node(slot, net, bcast, ucast);
@@ -184,9 +189,12 @@ void add_node_keys(amxc_var_t* ret, const mxl_moca_node_t& node) {
 
 // ---- mesh of PHY rates --------------------------------------------------------------------
 
-// Row `node` of the mesh from one FMR request for that node alone.
-int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, mxl_moca_mesh_t* row) {
-    if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetFmrInfo, 1u << node, FMR_REQUEST_FLAGS, fmr); rc != 0) {
+// Row `node` of the mesh from one FMR request for that node alone. The record
+// is cleared first: what the library leaves unwritten reads as zero.
+int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, mxl_moca_mesh_t* row,
+                      const mxl_site_t& at) {
+    *fmr = ClnkLib_FmrInfo_t{};
+    if(int32_t rc = MXL_CHIP_CALL_AT(at, chip, ClnkLib_GetFmrInfo, 1u << node, FMR_REQUEST_FLAGS, fmr); rc != 0) {
         return rc;
     }
     const ClnkLib_NodeFmr_t& rates = fmr->nodeFmr[node];
@@ -200,22 +208,23 @@ int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, m
 }
 
 // Rebuilds the whole mesh; rows of nodes before a failing request stay rebuilt.
-int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local) {
+int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local,
+                     const mxl_site_t& at) {
     memset(moca_if->meshes, 0, sizeof(moca_if->meshes));
     if(local.linkStatus == 0) {
-        mxl_log_info("%s: link is down - all nodes are inactive", chip.name);
+        mxl_log_at(at, TRACE_LEVEL_INFO, "%s: link is down - all nodes are inactive", chip.name);
     } else {
-        ClnkLib_FmrInfo_t fmr{};
+        ClnkLib_FmrInfo_t fmr;
         for(uint32_t node = 0; node < MOCA_MAX_NODES; node++) {
             if(!has_node(local.activeNodeBitmask, node)) {
                 continue;
             }
-            if(int32_t rc = read_mesh_row(chip, node, &fmr, &moca_if->meshes[node]); rc != 0) {
+            if(int32_t rc = read_mesh_row(chip, node, &fmr, &moca_if->meshes[node], at); rc != 0) {
                 return rc;
             }
         }
     }
-    mxl_cache_arm(moca_if->mesh_timer, true);
+    mxl_cache_arm(moca_if->mesh_timer, true, MXL_AT(at));
     return 0;
 }
 
@@ -259,51 +268,58 @@ void bridge_list_close(bridge_list_t* list) {
     }
 }
 
-// One bridge table of the chip; a count beyond the table's room is cut to it.
+// One bridge table of the chip into a cleared record; *count is the number
+// of entries the chip reported, which may exceed the record's room.
 int32_t read_bridge_table(mxl_chip_t& chip, uint32_t type, const char* kind, ClnkLib_BridgeTable_t* table,
-                          uint32_t* count) {
+                          uint32_t* count, const mxl_site_t& at) {
     *count = 0;
+    *table = ClnkLib_BridgeTable_t{};
     int32_t rc = ClnkLib_GetBridgeTable(chip.h(), type, 0, count, table);
     if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetBridgeTable for %s failed with rc=%d", chip.name, kind, rc);
-        return rc;
+        mxl_log_at(at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetBridgeTable for %s failed with rc=%d", chip.name, kind, rc);
     }
-    if(*count > MAX_BRIDGE_ENTRIES) {
-        *count = MAX_BRIDGE_ENTRIES;
-    }
-    return 0;
+    return rc;
+}
+
+// The entries of a table that are read: never more than the record holds.
+uint32_t bridge_entries_held(uint32_t count) {
+    return (count < MAX_BRIDGE_ENTRIES) ? count : MAX_BRIDGE_ENTRIES;
 }
 
 // The local node bridges its own source addresses: unicast, then multicast.
-int32_t list_local_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable_t* table, bridge_list_t* list) {
+int32_t list_local_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable_t* table, bridge_list_t* list,
+                           const mxl_site_t& at) {
     uint32_t count = 0;
-    int32_t rc = read_bridge_table(chip, CLNK_BRIDGE_UCAST_SRC, "Src Unicast", table, &count);
+    int32_t rc = read_bridge_table(chip, CLNK_BRIDGE_UCAST_SRC, "Src Unicast", table, &count, at);
     if(rc != 0) {
         return rc;
     }
-    mxl_log_info("%s: found %d src unicast bridge entries for local node_id: %d", chip.name, count, node);
-    for(uint32_t i = 0; i < count; i++) {
+    mxl_log_at(at, TRACE_LEVEL_INFO, "%s: found %d src unicast bridge entries for local node_id: %d", chip.name, count,
+               node);
+    for(uint32_t i = 0; i < bridge_entries_held(count); i++) {
         bridge_list_add(list, table->entry[i]);
     }
-    rc = read_bridge_table(chip, CLNK_BRIDGE_MCAST_SRC, "Src multicast", table, &count);
+    rc = read_bridge_table(chip, CLNK_BRIDGE_MCAST_SRC, "Src multicast", table, &count, at);
     if(rc != 0) {
         return rc;
     }
-    mxl_log_info("%s: found %d src mcast bridge entries for local node_id: %d", chip.name, count, node);
-    for(uint32_t i = 0; i < count; i++) {
+    mxl_log_at(at, TRACE_LEVEL_INFO, "%s: found %d src mcast bridge entries for local node_id: %d", chip.name, count,
+               node);
+    for(uint32_t i = 0; i < bridge_entries_held(count); i++) {
         bridge_list_add(list, table->entry[i]);
     }
     return 0;
 }
 
 // A remote node's addresses are the destination entries carrying its node id.
-int32_t list_remote_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable_t* table, bridge_list_t* list) {
+int32_t list_remote_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable_t* table, bridge_list_t* list,
+                            const mxl_site_t& at) {
     uint32_t count = 0;
-    int32_t rc = read_bridge_table(chip, CLNK_BRIDGE_UCAST_DST, "Dst Unicast", table, &count);
+    int32_t rc = read_bridge_table(chip, CLNK_BRIDGE_UCAST_DST, "Dst Unicast", table, &count, at);
     if(rc != 0) {
         return rc;
     }
-    for(uint32_t i = 0; i < count; i++) {
+    for(uint32_t i = 0; i < bridge_entries_held(count); i++) {
         if((table->entry[i].macAddrLoIds & BRIDGE_NODE_ID_BITS) == node) {
             bridge_list_add(list, table->entry[i]);
         }
@@ -313,16 +329,16 @@ int32_t list_remote_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable
 
 // Fills the cleared bridge slots node by node; stops at the first failing request.
 int32_t fill_bridges(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local,
-                     uint32_t* dropped_mask, uint32_t* dropped) {
-    ClnkLib_BridgeTable_t table{};
+                     uint32_t* dropped_mask, uint32_t* dropped, const mxl_site_t& at) {
+    ClnkLib_BridgeTable_t table;
     for(uint32_t node = 0; node < MOCA_MAX_NODES; node++) {
         bridge_list_t list{&moca_if->bridges[node], 0, 0};
         list.slot->node_id = node;
         if(!has_node(local.activeNodeBitmask, node)) {
             continue;
         }
-        int32_t rc = (node == local.nodeId) ? list_local_bridges(chip, node, &table, &list)
-                                            : list_remote_bridges(chip, node, &table, &list);
+        int32_t rc = (node == local.nodeId) ? list_local_bridges(chip, node, &table, &list, at)
+                                            : list_remote_bridges(chip, node, &table, &list, at);
         if(list.dropped > 0) {
             *dropped_mask |= 1u << node;
             *dropped += list.dropped;
@@ -360,7 +376,7 @@ int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
             continue;
         }
         mxl_log_info("Get node info network_node_mask=0x%x", network_node_mask);
-        if(int32_t rc = read_node(chip, node, slot); rc != 0) {
+        if(int32_t rc = read_node(chip, node, slot, mxl_here()); rc != 0) {
             return rc;
         }
         mxl_log_info("%s: found node %d with mac: %s", moca_if->name, slot->node_id, slot->mac_addr);
@@ -401,7 +417,7 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
             return rc;   // no chip at all: ret stays as given
         }
         if(rc == 0) {
-            rc = rebuild_mesh(chip, moca_if, local);
+            rc = rebuild_mesh(chip, moca_if, local, mxl_here());
         }
     }
     add_mesh_keys(ret, tx, rx, moca_if->meshes[tx].entry[rx]);
@@ -419,7 +435,7 @@ int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
     memset(moca_if->bridges, 0, sizeof(moca_if->bridges));
     uint32_t dropped_mask = 0;
     uint32_t dropped = 0;
-    int32_t rc = fill_bridges(chip, moca_if, local, &dropped_mask, &dropped);
+    int32_t rc = fill_bridges(chip, moca_if, local, &dropped_mask, &dropped, mxl_here());
     if(dropped > 0) {
         mxl_log_warning("%s: dropped %u bridge entries beyond %d per node (nodes 0x%04x)", moca_if->name, dropped,
                         MOCA_MAX_BRIDGE_ENTRIES_PER_NODE, dropped_mask);

@@ -210,6 +210,11 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         *err = "--create goes with call only";
         return std::nullopt;
     }
+    // A script's lines carry their own results and logs: the output options have no part there.
+    if(opt.command == Command::script && (sc.json_flag || opt.trace_level >= 0)) {
+        *err = "script takes neither --json nor --trace: its result lines are JSON and keep every trace line";
+        return std::nullopt;
+    }
     if(opt.create && opt.create_ifname.empty()) {
         *err = "--create needs an interface name";
         return std::nullopt;

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include <clnkapi.h>
+
 #include "chip.h"
 #include "dump.h"
 #include "session.h"
@@ -81,6 +83,25 @@ void walk(Walker& w) {
     w.table("retrieve-flow-info", max_flows);
 }
 
+// The sleep masks from the chip's local node information, read by the host
+// itself before the walk: the module's reports do not tell a sleeping node
+// from one without links.
+void read_sleep_masks(DumpRun& run) {
+    ClnkLib_Handle_t handle{};
+    char name[16] = {};
+    run.ifname.copy(name, sizeof(name) - 1);
+    if(ClnkLib_OpenByName(&handle, name) != 0) {
+        return;
+    }
+    ClnkLib_LocalInfo_t local{};
+    if(ClnkLib_GetLocalInfo(&handle, &local) == 0 && local.linkStatus != 0) {
+        run.sleep_masks[0] = local.sleepM1NodeBitmask;
+        run.sleep_masks[1] = local.sleepM2NodeBitmask;
+        run.sleep_masks[2] = local.sleepM3NodeBitmask;
+    }
+    ClnkLib_Close(&handle);
+}
+
 json summary_json(const DumpRun& run) {
     const bool counted = chip::counts_calls();      // null on a board: no simulator keeps a call log
     json functions = json::object();
@@ -130,6 +151,7 @@ bool read_interface(const Options& opt, DumpRun* run) {
     }
     run->ifname = opt.ifname;
     Walker walker(session, *run);
+    read_sleep_masks(*run);
     auto start = std::chrono::steady_clock::now();
     walker.call("is-present");
     walker.call("is-available");

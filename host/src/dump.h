@@ -37,6 +37,13 @@ struct DumpRun {
     std::string ifname;
     std::vector<DumpCall> calls;    // in call order
     double elapsed_ms = 0;
+    // Nodes in the sleep states M1, M2 and M3, as the chip's local node
+    // information gives them (the module reports a sleeping node as present,
+    // with no rates measured to it). All zero when the chip could not tell.
+    uint32_t sleep_masks[3] = {0, 0, 0};
+
+    // "M1", "M2", "M3" for a sleeping node, "" otherwise.
+    std::string sleep_state(uint64_t node) const;
 
     const DumpCall* find(const std::string& function, uint32_t id = 0) const;
     std::vector<const DumpCall*> all(const std::string& function) const;

@@ -42,6 +42,15 @@ std::vector<const DumpCall*> DumpRun::all(const std::string& function) const {
     return out;
 }
 
+std::string DumpRun::sleep_state(uint64_t node) const {
+    for(size_t m = 0; m < std::size(sleep_masks); ++m) {
+        if(node < 32 && ((sleep_masks[m] >> node) & 1u) != 0) {
+            return "M" + std::to_string(m + 1);
+        }
+    }
+    return "";
+}
+
 size_t DumpRun::failures() const {
     return static_cast<size_t>(std::count_if(calls.begin(), calls.end(), [](const DumpCall& c) { return !c.ok(); }));
 }

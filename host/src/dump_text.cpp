@@ -35,6 +35,39 @@ const std::vector<std::string> stats_order{
     "MulticastPacketsSent", "MulticastPacketsReceived", "BroadcastPacketsSent", "BroadcastPacketsReceived",
     "UnknownProtoPacketsReceived"};
 
+// The keys of each report in the order the module documents them. Rows follow
+// it (after a section's own order), not the order in which the variant library
+// walks a table, which on a board is the hash order; keys not listed here come
+// last, sorted by name.
+const std::map<std::string, std::vector<std::string>, std::less<>> reported_keys{
+    {"retrieve-static-info",
+     {"InternalName", "FirmwareVersion", "SupportedBands", "MaxBitRate", "AggregationSize", "AeNumber",
+      "SupportedIngressPqosFlows", "SupportedEgressPqosFlows", "HighestVersion", "FreqCapabilityMask",
+      "NetworkTabooMask", "TxBcastPowerReduction", "QAM256Capable", "AvbSupport", "PacketAggregationCapability"}},
+    {"retrieve-cfg-info",
+     {"Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper", "FreqCurrentMaskSetting", "KeyPassphrase",
+      "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NodeTabooMask"}},
+    {"retrieve-dyn-info",
+     {"Status", "PasswordHash", "PowerStateCap", "LinkUpTime", "MaxIngressBW", "MaxEgressBW", "CurrentVersion",
+      "NetworkCoordinator", "NodeID", "BackupNC", "NumNodes", "PrivacyEnabled", "FreqCurrentMask", "CurrentOperFreq",
+      "LastOperFreq", "TxBcastRate", "ResetCount", "LinkDownCount", "LmoNodeID", "NetworkState",
+      "PrimaryChannelOffset", "SecondaryChannelOffset", "ResetReason", "NcVersion", "LinkState"}},
+    {"retrieve-qos-info", {"EgressNumFlows", "IngressNumFlows"}},
+    {"retrieve-flow-info",
+     {"FlowID", "PacketDA", "MaxRate", "MaxBurstSize", "LeaseTime", "Tag", "LeaseTimeLeft", "FlowPackets",
+      "IngressGuid", "EgressGuid", "MaximumLatency", "ShortTermAvgRatio", "FlowPer", "IngressClassify", "VlanTag",
+      "DscpMoca", "Dfid"}},
+    {"retrieve-node-info",
+     {"MACAddress", "NodeID", "PreferredNC", "HighestVersion", "PHYTxRate", "PHYRxRate", "TxPowerControlReduction",
+      "RxPowerLevel", "TxBcastRate", "RxBcastPowerLevel", "TxPackets", "TxDrops", "RxPackets", "RxCorrected",
+      "RxErroredAndMissedPackets", "BondingCapable", "QAM256Capable", "PacketAggregationCapability", "RxSNR",
+      "Active", "SupportedIngressPqosFlows", "SupportedEgressPqosFlows", "AggregationSize", "AeNumber", "PowerState",
+      "PowerStateCapability", "Moca25PhyCapable"}},
+    {"retrieve-bridge-info", {"NodeIndex", "MACAddresses"}},
+    {"retrieve-rlapm-number", {"RlapmNumberOfEntries"}},
+    {"retrieve-sapm-number", {"SapmNumberOfEntries"}},
+    {"retrieve-sapm-info", {"Enable", "Profile", "Frequency", "AggrRxPwrLevelThreshold", "PhyMargin", "Status"}}};
+
 // How a key's value is shown: with its unit; receive levels the chip gives as
 // magnitudes below 0 dBm also in dBm, durations also in days to seconds, margin
 // lists as runs of equal values.
@@ -296,30 +329,38 @@ void notes(Section& s, const DumpRun& run, std::initializer_list<const char*> fu
     }
 }
 
-// The keys of the reports, the listed ones first, each key once.
+// The keys of the reports, each key once: the listed ones first, then each
+// report's keys in its documented order, then any others by name.
 void rows(Section& s, const std::string& prefix, const std::vector<const DumpCall*>& reports,
           const std::vector<std::string>& order) {
     std::set<std::string> done;
-    auto put = [&](const std::string& key, const json& typed) {
-        if(done.insert(key).second) {
-            s.row(prefix + key, shown(key, typed));
+    auto put_first = [&](const std::vector<std::string>& keys) {
+        for(const auto& key : keys) {
+            for(const DumpCall* r : reports) {
+                const json* v = r != nullptr ? r->key(key) : nullptr;
+                if(v != nullptr && done.insert(key).second) {
+                    s.row(prefix + key, shown(key, *v));
+                    break;
+                }
+            }
         }
     };
-    for(const auto& key : order) {
-        for(const DumpCall* r : reports) {
-            if(const json* v = r != nullptr ? r->key(key) : nullptr) {
-                put(key, *v);
-                break;
-            }
-        }
-    }
+    put_first(order);
+    std::set<std::string> others;
     for(const DumpCall* r : reports) {
-        if(r != nullptr && r->ret()[0] == "htable") {
-            for(const auto& [key, typed] : r->ret()[1].items()) {
-                put(key, typed);
+        if(r == nullptr) {
+            continue;
+        }
+        if(auto documented = reported_keys.find(r->function); documented != reported_keys.end()) {
+            put_first(documented->second);
+        }
+        if(r->ret()[0] == "htable") {
+            for(const auto& item : r->ret()[1].items()) {
+                others.insert(item.key());
             }
         }
     }
+    put_first({others.begin(), others.end()});
 }
 
 // One block of rows per entry of a walked table that keep() accepts, each key as
@@ -366,10 +407,33 @@ void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
               [](const DumpCall& f) { return !text(f, "FlowID").empty(); });
 }
 
+// A sleeping node's power state as the module gives it, with the chip's sleep
+// state beside it.
 void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
     Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"}, "active nodes; instance = Id = node id + 1");
-    instances(s, run, "retrieve-node-info", base + ".AssociatedDevice",
-              [](const DumpCall& n) { return flag(n, "Active"); });
+    for(const DumpCall* c : run.all("retrieve-node-info")) {
+        if(!c->ok() || !flag(*c, "Active")) {
+            continue;
+        }
+        DumpCall shown_call = *c;
+        const std::string state = run.sleep_state(c->id - 1);
+        json& power = shown_call.result["ret"][1]["PowerState"];
+        if(!state.empty() && power.is_array() && power[1].is_string()) {
+            power[1] = power[1].get<std::string>() + " (asleep: " + state + ")";
+        }
+        rows(s, base + ".AssociatedDevice." + std::to_string(c->id) + ".", {&shown_call}, {});
+    }
+}
+
+// The nodes asleep, as "4 (M1), 9 (M3)".
+std::string asleep_list(const DumpRun& run, const std::vector<uint64_t>& ids) {
+    std::string list;
+    for(uint64_t id : ids) {
+        if(std::string state = run.sleep_state(id); !state.empty()) {
+            list += (list.empty() ? "" : ", ") + std::to_string(id) + " (" + state + ")";
+        }
+    }
+    return list;
 }
 
 // The node ids in the network: this node and the active associated nodes.
@@ -388,9 +452,11 @@ std::vector<uint64_t> network_nodes(const DumpRun& run) {
 }
 
 void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
-              "TxRateNper in Mbps between the nodes in the network: row transmits, column receives");
     std::vector<uint64_t> ids = network_nodes(run);
+    const std::string asleep = asleep_list(run, ids);
+    Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
+              "TxRateNper in Mbps between the nodes in the network: row transmits, column receives" +
+                  (asleep.empty() ? std::string() : "\nzz: asleep, no rates measured: node " + asleep));
     std::map<std::pair<uint64_t, uint64_t>, std::string> cells;
     size_t width = 3;
     for(const DumpCall* m : run.all("retrieve-mesh-info")) {
@@ -413,7 +479,8 @@ void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
         std::string line = format("  %7llu", static_cast<unsigned long long>(tx));
         for(uint64_t rx : ids) {
             auto cell = cells.find({tx, rx});
-            std::string value = tx == rx ? "-" : cell == cells.end() ? "?" : cell->second;
+            const bool sleeping = !run.sleep_state(tx).empty() || !run.sleep_state(rx).empty();
+            std::string value = tx == rx ? "-" : sleeping ? "zz" : cell == cells.end() ? "?" : cell->second;
             line += format("%*s", static_cast<int>(width), value.c_str());
         }
         s.line(line);

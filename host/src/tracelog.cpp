@@ -2,11 +2,53 @@
 
 #include <cstdio>
 
+#ifdef MOCA_HOST_BOARD
+#include <dlfcn.h>
+#endif
+
 #include <nolotrace.h>
 
 namespace host {
 
 namespace {
+
+// The trace facility's level and sink controls. Our trace library has them; a
+// board's is only known to offer noloTrace and noloTraceZ, so the board build
+// looks them up at run time and goes on without what is missing.
+using sink_fn = void (*)(int level, const char* zone, const char* line, void* priv);
+struct TraceControls {
+    int (*get_level)();
+    void (*set_level)(int);
+    void (*set_sink)(sink_fn, void*);
+};
+
+#ifdef MOCA_HOST_BOARD
+template <typename F>
+F look_up(const char* name) {
+    return reinterpret_cast<F>(dlsym(RTLD_DEFAULT, name));
+}
+
+const TraceControls& trace_controls() {
+    static const TraceControls controls = [] {
+        TraceControls c{look_up<int (*)()>("noloTraceGetLevel"), look_up<void (*)(int)>("noloTraceSetLevel"),
+                        look_up<void (*)(sink_fn, void*)>("noloTraceSetSink")};
+        if(c.set_sink == nullptr || c.set_level == nullptr || c.get_level == nullptr) {
+            // Said once, on standard error and in the board's own trace output.
+            const char* what = "the trace library offers no noloTraceSetSink, noloTraceSetLevel or noloTraceGetLevel: "
+                               "the module's log lines cannot be captured, they go where the trace library sends them";
+            std::fprintf(stderr, "moca-host: %s\n", what);
+            noloTrace(TRACE_LEVEL_WARNING, "moca-host: %s", what);
+        }
+        return c;
+    }();
+    return controls;
+}
+#else
+const TraceControls& trace_controls() {
+    static const TraceControls controls{noloTraceGetLevel, noloTraceSetLevel, noloTraceSetSink};
+    return controls;
+}
+#endif
 
 constexpr size_t zone_width = 7;
 constexpr std::string_view head_separator = " - [";
@@ -107,14 +149,25 @@ json trace_lines_to_json(const std::vector<TraceLine>& lines) {
     return out;
 }
 
-TraceCapture::TraceCapture(int level) : old_level_(noloTraceGetLevel()) {
-    noloTraceSetLevel(level);
-    noloTraceSetSink(&TraceCapture::sink, this);
+TraceCapture::TraceCapture(int level) {
+    const TraceControls& c = trace_controls();
+    old_level_ = (c.get_level != nullptr) ? c.get_level() : level;
+    if(c.set_level != nullptr) {
+        c.set_level(level);
+    }
+    if(c.set_sink != nullptr) {
+        c.set_sink(&TraceCapture::sink, this);
+    }
 }
 
 TraceCapture::~TraceCapture() {
-    noloTraceSetSink(nullptr, nullptr);
-    noloTraceSetLevel(old_level_);
+    const TraceControls& c = trace_controls();
+    if(c.set_sink != nullptr) {
+        c.set_sink(nullptr, nullptr);
+    }
+    if(c.set_level != nullptr) {
+        c.set_level(old_level_);
+    }
 }
 
 std::vector<TraceLine> TraceCapture::take() {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -302,16 +301,11 @@ bool convert(const json& in, amxc_var_t* var, const std::string& path, std::stri
         }
         return true;
     }
-    case json::value_t::number_float: {
-        // The parser turns integers beyond 64 bits into floats: those have no variant type.
-        double d = in.get<double>();
-        if(std::isfinite(d) && std::trunc(d) == d &&
-           (d >= 18446744073709551616.0 || d < -9223372036854775808.0)) {
-            return fail(err, path, "integer out of the 64-bit range");
-        }
-        amxc_var_set_double(var, d);
+    case json::value_t::number_float:
+        // A fraction, an exponent, or an integer beyond the 64-bit range (which
+        // the parser reads as a float, as JSON has one kind of number).
+        amxc_var_set_double(var, in.get<double>());
         return true;
-    }
     case json::value_t::array:
         return convert_array(in, var, path, err);
     case json::value_t::object:

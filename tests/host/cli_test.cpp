@@ -121,7 +121,10 @@ INSTANTIATE_TEST_SUITE_P(All, CommandLines, ::testing::Values(
     CommandLine{{"call", "f", "--module"}, C::none},
     CommandLine{{"--trace", "loud", "call", "f"}, C::none},
     CommandLine{{"--frobnicate", "call", "f"}, C::none},
-    CommandLine{{"--json=yes", "call", "f"}, C::none}));
+    CommandLine{{"--json=yes", "call", "f"}, C::none},
+    CommandLine{{"--json", "script"}, C::none},
+    CommandLine{{"script", "--trace", "400"}, C::none},
+    CommandLine{{"--trace=0", "script", "-"}, C::none}));
 
 TEST(CommandLine, CarriesOptionsAndArgumentsInOrder) {
     std::string err;

@@ -157,9 +157,14 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
         "MoCA.Interface.moca0.QoS.FlowStats.2.LeaseTimeLeft 2714 s",
         "MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate 1870 Mbps",
         "MoCA.Interface.moca0.AssociatedDevice.4.HighestVersion 1.1",
-        // The mesh: header of the nodes in the network, then the row of node 1.
+        // The mesh: header of the nodes in the network, then the rows of node 1 and of
+        // node 4, asleep: no rate to or from it is a dead link.
+        "# zz: asleep, no rates measured: node 4 (M1)",
         " tx \\ rx 0 1 2 3 4",
-        " 1 1856 - 1344 240 0",
+        " 1 1856 - 1344 240 zz",
+        " 4 zz zz zz zz -",
+        "MoCA.Interface.moca0.AssociatedDevice.5.PowerState m0Active (asleep: M1)",
+        "MoCA.Interface.moca0.AssociatedDevice.4.PowerState m0Active",
         "MoCA.Interface.moca0.Bridge.2.MACAddresses 00:1d:cd:58:a2:17,00:0e:58:9c:44:b1",
         "MoCA.Interface.moca0.RlapmNumberOfEntries 252",
         " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)",
@@ -238,7 +243,7 @@ const ChipFault chip_faults[] = {
     {"a mesh that cannot be read and a node GUID lost to the flow listing",
      R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})",
      {"! retrieve-mesh-info Id=1: rc -5, the walk of this table stopped here",
-      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (read_mesh_row)",
+      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)",
       "! retrieve-qos-info: rc 0",
       "! ClnkLib_GetNetInfo failed on 1 ith rc=-1 (clnkqos_NFLIter_init)",
       // The tables after the mesh are read as usual.
@@ -273,3 +278,27 @@ TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
 }
 
 } // namespace
+
+// On a board the variant library walks a table in hash order: the text rows
+// keep the documented order whatever order the tables come in.
+TEST_F(Dump, RowsKeepTheirOrderWhateverOrderTablesAreWalkedIn) {
+    auto without_timing = [](const std::string& out) {
+        std::string kept;
+        for(const auto& l : lines_of(out)) {
+            kept += l.rfind("# Read in", 0) == 0 ? "" : l + "\n";
+        }
+        return kept;
+    };
+    const std::string dump = "--sim '" + example + "' dump moca0";
+    const std::string cfg = "--sim '" + example + "' --create moca0 --json call retrieve-cfg-info InternalName=moca0";
+    Outcome normal = run(dump);
+    setenv("MXL_TEST_HTABLE_ORDER", "reverse", 1);
+    Outcome reversed = run(dump);
+    Outcome reversed_cfg = run(cfg);
+    unsetenv("MXL_TEST_HTABLE_ORDER");
+    ASSERT_EQ(normal.status, 0) << normal.err;
+    ASSERT_EQ(reversed.status, 0) << reversed.err;
+    // The switch does reverse the walk: the JSON form shows the tables as walked.
+    EXPECT_NE(reversed_cfg.out.find(R"(["htable",{"NodeTabooMask")"), std::string::npos) << reversed_cfg.out;
+    EXPECT_EQ(without_timing(reversed.out), without_timing(normal.out));
+}

@@ -192,6 +192,8 @@ TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
         {"no function", "call", 2, "", "usage:"},
         {"unknown option", "--frobnicate call is-present", 2, "", "unknown option"},
         {"not KEY=VALUE", "call is-present moca0", 2, "", "usage:"},
+        {"script with --json", "--json script", 2, "", "usage:"},
+        {"script with --trace", "--trace 400 script", 2, "", "usage:"},
         {"bad typed value", sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
         {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
         {"help", "--help", 0, "usage:", ""},

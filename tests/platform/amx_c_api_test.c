@@ -1,4 +1,4 @@
-/* A C11 program using the Ambiorix API the way its documentation writes it:
+/* A C11 program using the libamx API the way its documentation writes it:
  * variants, lists, timers and module loading. Exits non-zero on a mismatch. */
 #include <stdio.h>
 #include <stdlib.h>

@@ -14,6 +14,17 @@ namespace {
 
 constexpr size_t default_buckets = 16;
 
+// A switch for tests of code that must not depend on the walking order: with
+// MXL_TEST_HTABLE_ORDER=reverse in the environment, every walk goes from the
+// newest entry to the oldest, as a library walking in hash order may.
+bool walk_reversed() {
+    static const bool reversed = [] {
+        const char* order = getenv("MXL_TEST_HTABLE_ORDER");
+        return order != nullptr && strcmp(order, "reverse") == 0;
+    }();
+    return reversed;
+}
+
 struct KeyBlock {
     KeyBlock* prev;
     KeyBlock* next;
@@ -283,12 +294,14 @@ bool amxc_htable_contains(const amxc_htable_t* const htable, const char* const k
 
 amxc_htable_it_t* amxc_htable_get_first(const amxc_htable_t* const htable) {
     TableHeader* header = htable != nullptr ? header_of(htable) : nullptr;
-    return header != nullptr && header->head != nullptr ? header->head->it : nullptr;
+    KeyBlock* first = header == nullptr ? nullptr : walk_reversed() ? header->tail : header->head;
+    return first != nullptr ? first->it : nullptr;
 }
 
 amxc_htable_it_t* amxc_htable_get_last(const amxc_htable_t* const htable) {
     TableHeader* header = htable != nullptr ? header_of(htable) : nullptr;
-    return header != nullptr && header->tail != nullptr ? header->tail->it : nullptr;
+    KeyBlock* last = header == nullptr ? nullptr : walk_reversed() ? header->head : header->tail;
+    return last != nullptr ? last->it : nullptr;
 }
 
 amxc_array_t* amxc_htable_get_sorted_keys(const amxc_htable_t* const htable) {
@@ -337,7 +350,8 @@ amxc_htable_it_t* amxc_htable_it_get_next(const amxc_htable_it_t* const referenc
     if(reference == nullptr || reference->ait == nullptr) {
         return nullptr;
     }
-    KeyBlock* next = block_of(reference->key)->next;
+    KeyBlock* block = block_of(reference->key);
+    KeyBlock* next = walk_reversed() ? block->prev : block->next;
     return next != nullptr ? next->it : nullptr;
 }
 
@@ -345,7 +359,8 @@ amxc_htable_it_t* amxc_htable_it_get_previous(const amxc_htable_it_t* const refe
     if(reference == nullptr || reference->ait == nullptr) {
         return nullptr;
     }
-    KeyBlock* prev = block_of(reference->key)->prev;
+    KeyBlock* block = block_of(reference->key);
+    KeyBlock* prev = walk_reversed() ? block->next : block->prev;
     return prev != nullptr ? prev->it : nullptr;
 }
 
