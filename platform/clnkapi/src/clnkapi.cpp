@@ -16,6 +16,7 @@ using namespace clnksim::detail;
 namespace {
 
 constexpr uint32_t kHandleMagic = 0x434c4e4bu;   // "CLNK"
+constexpr uint32_t kMoca10 = 0x10;               // the one version without PQoS
 
 uint64_t swap_halves(uint64_t v) {
     return (v << 32) | (v >> 32);
@@ -455,8 +456,8 @@ int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq
         } else {
             rsp.flowUpdateCount = ingress->flowUpdateCount;
             rsp.totalFlowIdCount = static_cast<uint32_t>(ingress->flows.size());
-            if((ingress->net.mocaVer & 0xF0u) == 0x10u) {
-                rsp.flowCode = CLNKLIB_FLOWCODE_QOS_UNAVAIL;   // MoCA 1.x has no PQoS
+            if(ingress->net.mocaVer == kMoca10) {
+                rsp.flowCode = CLNKLIB_FLOWCODE_QOS_UNAVAIL;   // PQoS came with MoCA 1.1
                 rsp.totalFlowIdCount = 0;
             } else {
                 rsp.flowCode = CLNKLIB_FLOWCODE_SUCCESS;
