@@ -160,6 +160,8 @@ std::vector<Field> operator+(std::vector<Field> a, const std::vector<Field>& b) 
 #define U64(T, ...) SIM_FIELDS(T, uint64_t, false, __VA_ARGS__)
 // An array member of N elements of C.
 #define ARR(T, F, C, N) num<C>(#F, offsetof(T, F), false, N)
+// A member that is an array of records described by SUB.
+#define REC(T, F, SUB) rec(#F, offsetof(T, F), &SUB, sizeof(T::F) / sizeof(T::F[0]), sizeof(T::F[0]))
 #define RAW(T, F) num<uint32_t>(#F, offsetof(T, F), false, 0, kRaw)
 #define MAC_OF(T, F) mac(#F, offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, hi), offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, lo))
 
@@ -208,41 +210,24 @@ const Desc kFmrOfdma{{U16(ClnkLib_FmrOfdma_t, ofdmaDefTab, ofdmaGap, ofdmaRate, 
 using NF = ClnkLib_NodeFmr_t;
 const Desc kNodeFmr{{
     U32(NF, validInfo)
-    rec("p2p", offsetof(NF, p2p), &kFmrP2p, MAX_NUM_NODES, sizeof(ClnkLib_FmrP2p_t)),
+    REC(NF, p2p, kFmrP2p),
     U16(NF, gapGcd, ofdmbGcd, rateGcd, defTableNum)
-    rec("ofdma", offsetof(NF, ofdma), &kFmrOfdma, CLNK_NUM_OFDMA, sizeof(ClnkLib_FmrOfdma_t)),
+    REC(NF, ofdma, kFmrOfdma),
 }};
 
-const Desc kRlapmRow{{
-    U32(MXL_MOCA_RLAPM_TABLE_V2_T, freq)
-    ARR(MXL_MOCA_RLAPM_TABLE_V2_T, phymargin, uint8_t, MAX_RX_LEVELS_PADDED),
-}};
-const Desc kRlapmProfile{{
-    U32(MXL_MOCA_RLAPM_CFG_V2_T, rlapmmode)
-    rec("tbl", offsetof(MXL_MOCA_RLAPM_CFG_V2_T, tbl), &kRlapmRow, MAX_RLAPM_FREQS, sizeof(MXL_MOCA_RLAPM_TABLE_V2_T)),
-}};
-const Desc kRlapm{{
-    U32(ClnkLib_RlapmStaticCfgV2_t, rlapmmode)
-    I32(ClnkLib_RlapmStaticCfgV2_t, rlapmProfileId)
-    rec("profiles", offsetof(ClnkLib_RlapmStaticCfgV2_t, profiles), &kRlapmProfile, MAX_RLAPM_PROFILES,
-        sizeof(ClnkLib_RlapmCfgV2_t)),
-}};
+using RR = MXL_MOCA_RLAPM_TABLE_V2_T;
+using RP = MXL_MOCA_RLAPM_CFG_V2_T;
+using RC = ClnkLib_RlapmStaticCfgV2_t;
+const Desc kRlapmRow{{U32(RR, freq) ARR(RR, phymargin, uint8_t, MAX_RX_LEVELS_PADDED)}};
+const Desc kRlapmProfile{{U32(RP, rlapmmode) REC(RP, tbl, kRlapmRow)}};
+const Desc kRlapm{{U32(RC, rlapmmode) I32(RC, rlapmProfileId) REC(RC, profiles, kRlapmProfile)}};
 
-const Desc kSapmRow{{
-    U32(MXL_MOCA_SAPM_TABLE_V2_T, freq, threshold)
-    I32(MXL_MOCA_SAPM_TABLE_V2_T, scstart)
-    ARR(MXL_MOCA_SAPM_TABLE_V2_T, phymargin, uint8_t, MAX_MINI_SAPM_MARGIN_LEN),
-}};
-const Desc kSapmProfile{{
-    U32(MXL_MOCA_SAPM_CFG_V2_T, sapmmode)
-    rec("tbl", offsetof(MXL_MOCA_SAPM_CFG_V2_T, tbl), &kSapmRow, MAX_SAPM_FREQS, sizeof(MXL_MOCA_SAPM_TABLE_V2_T)),
-}};
-const Desc kSapm{{
-    U32(ClnkLib_SapmStaticCfgV2_t, sapmmode)
-    I32(ClnkLib_SapmStaticCfgV2_t, sapmProfileId)
-    rec("profiles", offsetof(ClnkLib_SapmStaticCfgV2_t, profiles), &kSapmProfile, MAX_SAPM_PROFILES,
-        sizeof(ClnkLib_SapmCfgV2_t)),
-}};
+using SR = MXL_MOCA_SAPM_TABLE_V2_T;
+using SP = MXL_MOCA_SAPM_CFG_V2_T;
+using SC = ClnkLib_SapmStaticCfgV2_t;
+const Desc kSapmRow{{U32(SR, freq, threshold) I32(SR, scstart) ARR(SR, phymargin, uint8_t, MAX_MINI_SAPM_MARGIN_LEN)}};
+const Desc kSapmProfile{{U32(SP, sapmmode) REC(SP, tbl, kSapmRow)}};
+const Desc kSapm{{U32(SC, sapmmode) I32(SC, sapmProfileId) REC(SC, profiles, kSapmProfile)}};
 
 using PFP = ClnkLib_PFP_t;
 const std::vector<Field> kPfpFields{
@@ -451,7 +436,7 @@ const Desc kConfig{{
 
 const Desc kFmrInfo{{
     U32(ClnkLib_FmrInfo_t, numOfNodes, nodeMask)
-    rec("nodeFmr", offsetof(ClnkLib_FmrInfo_t, nodeFmr), &kNodeFmr, MAX_NUM_NODES, sizeof(ClnkLib_NodeFmr_t)),
+    REC(ClnkLib_FmrInfo_t, nodeFmr, kNodeFmr),
 }};
 
 static_assert(sizeof(ClnkLib_FlowCode_t) == sizeof(uint32_t), "flow codes are words");
@@ -472,7 +457,7 @@ const Desc kFlowQuery{{
 
 const Desc kBridgeAnswer{{
     U32(BridgeAnswer, numEntries)
-    rec("entries", offsetof(BridgeAnswer, entries), &kBridgeEntry, MAX_BRIDGE_ENTRIES, sizeof(ClnkLib_BridgeEntry_t)),
+    REC(BridgeAnswer, entries, kBridgeEntry),
 }};
 
 struct Response {
