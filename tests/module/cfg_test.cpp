@@ -269,4 +269,21 @@ TEST_F(CfgTest, ReportReadsTheChipOnce) {
     }
 }
 
+// Pass phrase slots that fill all 18 bytes without a terminator: the report takes 17 characters.
+TEST_F(CfgTest, PassPhrasesWithoutTerminatorFromTheChip) {
+    ojson unterminated = ojson::object();
+    for(int slot = 0; slot < 8; slot++) {
+        unterminated["mocaPassword." + std::to_string(slot)] = "ABCDEFGHIJKLMNOPQ";
+        unterminated["mocaPassword." + std::to_string(slot) + ".17"] = "0xff";
+    }
+    fault({{"op", "GetClnkCfgV2"}, {"rc", 0}, {"set", unterminated}});
+    Outcome out = report();
+    EXPECT_EQ(out.rc, 0);
+    EXPECT_EQ(out.value("KeyPassphrase"), "ABCDEFGHIJKLMNOPQ");
+
+    // Slot 5 alone decides; its neighbours' bytes do not leak into the text.
+    fault({{"op", "GetClnkCfgV2"}, {"rc", 0}, {"set", {{"mocaPassword.5", "abc"}}}});
+    EXPECT_EQ(report().value("KeyPassphrase"), "abc");
+}
+
 } // namespace

@@ -111,7 +111,7 @@ const std::vector<Scenario>& scenarios() {
     static const std::vector<Scenario> all = {
         {"HomeNetwork", example_file(), "moca0"},
         {"HomeNetworkStopped", example_file(), "moca1"},      // link down
-        {"Moca1x", network(4, "0x11", 0, 0), "moca0"},        // no PQoS: every node answers "not capable"
+        {"Moca10", network(4, "0x10", 0, 0), "moca0"},        // no PQoS: every node answers "not capable"
         {"Full16", network(16, "0x25", 2, 34), "moca0"},      // 64 flows, one node in two batches
         {"LoneNode", network(1, "0x25", 0, 0), "moca0"},      // the local node alone, every table empty
         {"NoNodes", network(0, "0x25", 0, 0), "moca0"},       // not even the local node answers node reads

@@ -40,8 +40,9 @@ ojson flow(uint32_t node, uint32_t k) {
             {"vlanTag", 100}, {"dscpMoca", 46}, {"leaseTimeLeft", 30}, {"dfid", 9}};
 }
 
-// moca0 with the given active nodes (id -> number of flows), all MoCA 2.5.
-ojson network(const std::map<uint32_t, uint32_t>& flows, uint32_t local) {
+// moca0 with the given active nodes (id -> number of flows), MoCA 2.5 unless `versions` says otherwise.
+ojson network(const std::map<uint32_t, uint32_t>& flows, uint32_t local,
+              const std::map<uint32_t, const char*>& versions = {}) {
     ojson nodes = ojson::object();
     uint32_t mask = 0;
     for(const auto& [id, n] : flows) {
@@ -50,7 +51,8 @@ ojson network(const std::map<uint32_t, uint32_t>& flows, uint32_t local) {
         for(uint32_t k = 0; k < n; k++) {
             list.push_back(flow(id, k));
         }
-        nodes[std::to_string(id)] = {{"netInfo", {{"guid", guid(id)}, {"mocaVer", "0x25"}}},
+        const auto version = versions.find(id);
+        nodes[std::to_string(id)] = {{"netInfo", {{"guid", guid(id)}, {"mocaVer", version == versions.end() ? "0x25" : version->second}}},
                                      {"flows", {{"flowUpdateCount", 5}, {"list", list}}}};
     }
     ojson local_info = {{"nodeId", local}, {"linkStatus", 1}, {"activeNodeBitmask", mask}};
@@ -178,6 +180,36 @@ TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
     }
     EXPECT_EQ(flow_info(3).ret, ojson::array({"htable", record}));
     EXPECT_EQ(flow_info(16).ret, ojson::array({"htable", empty}));
+}
+
+TEST_F(FlowsTest, EveryNodeFromMoca11OnListsItsFlows) {
+    const struct {
+        const char* local_version;   // node 0, the local node, 2 flows
+        const char* other_version;   // node 1, 1 flow
+        strings found;
+        uint32_t ingress;
+        const char* total;
+    } cases[] = {
+        {"0x11", "0x25", {"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 1"}, 2, "TotalFlows: 3"},
+        {"0x25", "0x11", {"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 1"}, 2, "TotalFlows: 3"},
+        {"0x11", "0x11", {"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 1"}, 2, "TotalFlows: 3"},
+        {"0x10", "0x11", {"moca0: found 0 flows on node 0", "moca0: found 1 flows on node 1"}, 0, "TotalFlows: 1"},
+    };
+    for(const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.local_version) + " " + c.other_version);
+        start(network({{0, 2}, {1, 1}}, 0, {{0, c.local_version}, {1, c.other_version}}));
+        Outcome out = qos();
+        EXPECT_EQ(out.rc, 0);
+        expect_counts(out, c.ingress);
+        EXPECT_EQ(infos_starting(out, "moca0: found"), c.found);
+        EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{c.total});
+        // Only a MoCA 1.0 node refuses, and says so.
+        const bool refused = std::string(c.local_version) == "0x10";
+        EXPECT_EQ(infos_starting(out, "  M1.0 node NOT PQOS capable"),
+                  refused ? strings{"  M1.0 node NOT PQOS capable, IngressID=" + guid(0)} : strings{});
+        EXPECT_TRUE(out.errors().empty());
+        call("destroy-moca-iface", {{"InternalName", "moca0"}});
+    }
 }
 
 TEST_F(FlowsTest, TableIsListedOncePerTenSeconds) {
@@ -341,16 +373,30 @@ TEST_F(FlowsTest, FailedListingKeepsTheTableAndRetries) {
     EXPECT_EQ(qos().count_op("ClnkLib_ListFlows"), 1u);
 }
 
-TEST_F(FlowsTest, BatchSizeAboveTheArrayIsCapped) {
-    start(network({{0, 40}}, 0));
-    g_list_hook = [](ClnkLib_Handle_t* h, ClnkLib_FlowListReq_t* req, ClnkLib_FlowListRsp_t* rsp, list_fn_t real) {
-        int32_t rc = real(h, req, rsp);
-        rsp->numReturnedFlowIds = 1000;
-        return rc;
+TEST_F(FlowsTest, BatchCountsOutOfRangeStayWithinTheBatch) {
+    const struct {
+        const char* what;
+        uint32_t flows;                  // on the local node 0
+        ojson set;                       // on every batch answer
+        std::vector<uint32_t> starts;    // of the batch requests
+    } cases[] = {
+        {"more ids than asked for", 40, {{"numReturnedFlowIds", 1000}}, {0, 32}},
+        {"33 ids", 40, {{"numReturnedFlowIds", 33}}, {0, 32}},
+        {"a list longer than it is", 3, {{"totalFlowIdCount", "0xffffffff"}}, {0, 3}},
     };
-    Outcome out = qos();
-    EXPECT_EQ(list_starts(out), (std::vector<uint32_t>{0, 32}));
-    expect_counts(out, 40);
+    for(const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        start(network({{0, c.flows}}, 0));
+        fault({{"op", "ListFlows"}, {"rc", 0}, {"times", 100}, {"set", c.set}});
+        Outcome out = qos();
+        EXPECT_EQ(out.rc, 0);
+        EXPECT_EQ(list_starts(out), c.starts);
+        expect_counts(out, c.flows);
+        EXPECT_EQ(infos_starting(out, "moca0: found"), strings{"moca0: found " + std::to_string(c.flows) + " flows on node 0"});
+        EXPECT_TRUE(out.errors().empty());
+        call("destroy-moca-iface", {{"InternalName", "moca0"}});
+        clnksim::clear_faults();
+    }
 }
 
 TEST_F(FlowsTest, BatchBudgetEndsTheNodeBeforeTheLastBatchIsUsed) {

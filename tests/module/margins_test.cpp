@@ -286,3 +286,71 @@ TEST_P(BothTables, FailedCountKeepsTheOldNumber) {
 }
 
 } // namespace
+
+namespace {
+
+// ---- a chip answering out of range --------------------------------------------------------
+
+// Every row of every RLAPM profile in use: freq 1000 + 6 x profile + row.
+ojson every_rlapm_row() {
+    ojson set = ojson::object();
+    for(int p = 0; p < 16; p++) {
+        for(int f = 0; f < 6; f++) {
+            set["profiles." + std::to_string(p) + ".tbl." + std::to_string(f) + ".freq"] = 1000 + 6 * p + f;
+        }
+    }
+    return set;
+}
+
+TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
+    row(RLAPM, 0, 0, {{"freq", 1150}});
+    sim(scenario);
+    const struct {
+        const char* what;
+        uint32_t times;     // reads answered with every row: the fill, then the count
+    } cases[] = {
+        {"every row in use", 2},
+        {"every row when filling, one when counting", 1},
+    };
+    for(const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        advance(10001);
+        fault({{"op", "GetRlapmCfg"}, {"rc", 0}, {"times", c.times}, {"set", every_rlapm_row()}});
+        Outcome last = info(RLAPM, 8064);
+        EXPECT_EQ(last.rc, 0);
+        EXPECT_TRUE(last.errors().empty());
+        // The 8064th entry is the last level of profile 15's last row, whatever count the chip gave.
+        EXPECT_EQ(last.value("Profile"), 15);
+        EXPECT_EQ(last.value("Frequency"), 1000 + 6 * 15 + 5);
+        EXPECT_EQ(last.value("GlobalAggrRxPwrLevel"), 65);
+        EXPECT_EQ(number(RLAPM).value("RlapmNumberOfEntries"), 84u);   // counted afresh: the scenario's one row
+        EXPECT_EQ(info(RLAPM, 8065).rc, -1);
+    }
+}
+
+TEST_F(MarginsTest, SapmStartsBeyondTheRowGiveNoMargins) {
+    row(SAPM, 0, 0, {{"freq", 1150}, {"phymargin", {1, 2, 3}}});
+    sim(scenario);
+    std::string all = "1,2,3";
+    for(int k = 3; k < 256; k++) {
+        all += ",0";
+    }
+    const struct {
+        ojson scstart;
+        std::string margin;
+        uint32_t count;
+    } cases[] = {
+        {257, "", 0}, {"0x7fffffff", "", 0}, {"-0x80000000", all, 256}, {-1, all, 256},
+    };
+    for(const auto& c : cases) {
+        SCOPED_TRACE(c.scstart.dump());
+        advance(10001);
+        fault({{"op", "GetSapmCfg"}, {"rc", 0}, {"set", {{"profiles.0.tbl.0.scstart", c.scstart}}}});
+        Outcome out = info(SAPM, 1);
+        EXPECT_EQ(out.rc, 0);
+        EXPECT_EQ(out.value("PhyMargin"), c.margin);
+        EXPECT_TRUE(logged(out, "Sapm entry[0] sc_index_max:" + std::to_string(c.count) + " MAX_MINI_SAPM_MARGIN_LEN 256"));
+    }
+}
+
+} // namespace

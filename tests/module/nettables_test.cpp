@@ -1,6 +1,5 @@
 // Network tables: associated nodes with their profile choice, the mesh of PHY
 // rates, the bridge lists, their caches and what a failing chip leaves behind.
-#include <dlfcn.h>
 
 #include <map>
 
@@ -13,9 +12,6 @@ using namespace mxltest;
 namespace {
 
 constexpr int RC = -5;
-
-// Interposed bridge-table read: reports g_bridge_count entries when set.
-uint32_t g_bridge_count = 0;
 
 ojson iface(uint32_t local, uint32_t active, ojson nodes = ojson::object(), ojson bridges = ojson::object()) {
     return {{"present", true}, {"openable", true}, {"started", true},
@@ -47,10 +43,6 @@ ojson mac_entry(const std::string& mac, uint32_t node_id) {
 
 class NetTablesTest : public ModuleTest {
 protected:
-    void TearDown() override {
-        g_bridge_count = 0;
-        ModuleTest::TearDown();
-    }
     // Local node 0 with remote nodes 1, 3 and 5 (node 5 only asleep in M2).
     void three_nodes() {
         ojson moca0 = iface(0, 0xB, {{"0", node(0)}, {"1", node(1)}, {"3", node(3)}, {"5", node(5)}},
@@ -113,16 +105,6 @@ std::vector<Outcome> read_failing(const char* function, std::initializer_list<ui
 
 } // namespace
 
-extern "C" int32_t ClnkLib_GetBridgeTable(ClnkLib_Handle_t* h, uint32_t type, uint32_t flags, uint32_t* count,
-                                          ClnkLib_BridgeTable_t* table) {
-    using fn_t = int32_t (*)(ClnkLib_Handle_t*, uint32_t, uint32_t, uint32_t*, ClnkLib_BridgeTable_t*);
-    static fn_t real = reinterpret_cast<fn_t>(dlsym(RTLD_NEXT, "ClnkLib_GetBridgeTable"));
-    int32_t rc = real(h, type, flags, count, table);
-    if(rc == 0 && g_bridge_count != 0) {
-        *count = g_bridge_count;
-    }
-    return rc;
-}
 
 // Which profile pairs are read, in order, and which of them the keys come from.
 TEST_F(NetTablesTest, ProfileChoiceByVersionBondingAndValidity) {
@@ -400,15 +382,18 @@ TEST_F(NetTablesTest, BridgeListBounds) {
          "0a:0b:0c:00:00:7b"},
         {"a count of 500", iface(0, 0x2, ojson::object(), {{"ucastDst", entries(192, 1, 0)}}), 500, 2, 128,
          "0a:0b:0c:01:00:3f"},
+        {"a count of 2^32 - 1", iface(0, 0x2, ojson::object(), {{"ucastDst", entries(192, 1, 0)}}), 0xFFFFFFFF, 2, 128,
+         "0a:0b:0c:01:00:3f"},
     };
     for(const Row& row : rows) {
         SCOPED_TRACE(row.what);
         sim(network(row.moca0));
         call("destroy-moca-iface", args(1));
         create("moca0");
-        g_bridge_count = row.forced_count;
+        if(row.forced_count != 0) {   // every table read of the refill answers that count
+            fault({{"op", "GetBridgeTable"}, {"rc", 0}, {"times", 3}, {"set", {{"numEntries", row.forced_count}}}});
+        }
         Outcome out = call("retrieve-bridge-info", args(row.id));
-        g_bridge_count = 0;
         EXPECT_EQ(out.rc, 0);
         const std::string list = out.value("MACAddresses");
         EXPECT_EQ(list.size(), 64u * 17 + 63);
@@ -417,6 +402,44 @@ TEST_F(NetTablesTest, BridgeListBounds) {
         const std::string warning = "moca0: dropped " + std::to_string(row.dropped) +
                                     " bridge entries beyond 64 per node (nodes 0x000" + std::to_string(row.id) + ")";
         EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING), std::vector<std::string>{warning});
+    }
+}
+
+// Node ids and masks beyond the sixteen nodes: the tables stay at their sixteen slots.
+TEST_F(NetTablesTest, NodeIdsAboveFifteenFromTheChip) {
+    three_nodes();
+    struct Row {
+        const char* what;
+        ojson fault;
+        uint32_t remote_reads;                    // ClnkLib_GetNetInfo calls of the node refresh
+        std::vector<std::string> node1_macs;      // "MACAddresses" of node 1 ("Id" 2)
+    };
+    const Row rows[] = {
+        {"mask bits above 15", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"activeNodeBitmask", "0xffff000b"}}}},
+         3, {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
+        {"local node id 40", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"nodeId", 40}}}},
+         4, {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
+        {"bridge entry of node 40", {{"op", "GetBridgeTable"}, {"rc", 0}, {"skip", 2}, {"times", 3},
+                                     {"set", {{"entries.0.nodeId", 40}, {"entries.2.nodeId", "0xffff"}}}},
+         3, {""}},
+    };
+    for(const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        advance(10001);
+        fault(row.fault);
+        Outcome nodes = call("retrieve-node-info", args(16));
+        Outcome mesh = call("retrieve-mesh-info", args(256));
+        Outcome bridges = call("retrieve-bridge-info", args(2));
+        for(const Outcome* out : {&nodes, &mesh, &bridges}) {
+            EXPECT_EQ(out->rc, 0);
+            EXPECT_TRUE(out->errors().empty());
+            EXPECT_EQ(out->handles, 0);
+        }
+        EXPECT_EQ(nodes.count_op("ClnkLib_GetNetInfo"), row.remote_reads);
+        EXPECT_EQ(nodes.value("NodeID"), 15);
+        EXPECT_EQ(mesh.value("TxNodeIndex"), 15);
+        EXPECT_EQ(bridges.value("MACAddresses"), row.node1_macs[0]);
+        clnksim::clear_faults();
     }
 }
 

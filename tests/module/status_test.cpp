@@ -264,6 +264,15 @@ TEST_F(StatusTest, PresenceAndAvailabilityNeedNoRecord) {
     sim(ojson{{"interfaces", ojson::object()}});
     EXPECT_EQ(call("is-present", {{"InternalName", "moca0"}}).ret, ojson::array({"bool", false}));
 
+    // A chip claiming more names than the array holds (and filling none): no name beyond it is read.
+    for(int claimed : {17, 1000, INT32_MAX}) {
+        fault({{"op", "ListNames"}, {"rc", claimed}});
+        Outcome out = call("is-present", {{"InternalName", "moca0"}});
+        EXPECT_EQ(out.rc, 0);
+        EXPECT_EQ(out.ret, ojson::array({"bool", false}));
+        EXPECT_TRUE(out.log.empty());
+    }
+
     fault({{"op", "ListNames"}, {"rc", -3}});
     Outcome failed = call("is-present", {{"InternalName", "moca0"}});
     EXPECT_EQ(failed.rc, -3);

@@ -141,6 +141,25 @@ const struct {
     {R"({"op": "GetNetInfo", "rc": "minus one"})", R"(.rc: not a number: "minus one")"},
     {R"({"op": "GetNetInfo", "count": 1})", ".count: unknown field"},
     {R"(["GetNetInfo"])", ": expected an object"},
+    {R"({"op": "GetLocalInfo", "set": {"nodeId": 1}})", ".set: a failing call fills nothing: set needs rc 0"},
+    {R"({"op": "Stop", "rc": 0, "set": {"x": 1}})", ".set: ClnkLib_Stop answers no record to set"},
+    {R"({"op": "GetLocalInfo", "rc": 0, "set": [1]})", ".set: expected an object of field paths and values"},
+    {R"({"op": "GetLocalInfo", "rc": 0, "set": {"nodeID": 1}})", R"(.set.nodeID: unknown field "nodeID")"},
+    {R"({"op": "GetLocalInfo", "rc": 0, "set": {"nodeId": "0x100000000"}})",
+     ".set.nodeId: value 0x100000000 does not fit a 32-bit unsigned field"},
+    {R"({"op": "GetLocalInfo", "rc": 0, "set": {"nodeId.1": 1}})", R"(.set.nodeId.1: "nodeId" has no field "1")"},
+    {R"({"op": "GetBridgeTable", "rc": 0, "set": {"entries.192.nodeId": 1}})",
+     R"(.set.entries.192.nodeId: "192": index out of range (a decimal index below 192))"},
+    {R"({"op": "GetBridgeTable", "rc": 0, "set": {"entries.1.nodeId": 65536}})",
+     ".set.entries.1.nodeId: value 65536 does not fit a 16-bit unsigned field"},
+    {R"({"op": "GetBridgeTable", "rc": 0, "set": {"entries.nodeId": 1}})",
+     R"(.set.entries.nodeId: "nodeId": index out of range (a decimal index below 192))"},
+    {R"({"op": "GetSapmCfg", "rc": 0, "set": {"profiles.0.tbl.1.scstart": 2147483648}})",
+     ".set.profiles.0.tbl.1.scstart: value 2147483648 does not fit a 32-bit signed field"},
+    {R"({"op": "GetClnkCfgV2", "rc": 0, "set": {"mocaPassword.0.18": 1}})",
+     R"(.set.mocaPassword.0.18: a pass phrase byte is "mocaPassword.N.K", K below 18)"},
+    {R"({"op": "ListFlows", "rc": 0, "set": {"returnedFlowId.0": "01:02"}})",
+     R"(.set.returnedFlowId.0: malformed MAC address (want "aa:bb:cc:dd:ee:ff"))"},
 };
 
 TEST_F(FaultsTest, RefusesFaultsThatCannotHappen) {
@@ -155,6 +174,95 @@ TEST_F(FaultsTest, RefusesFaultsThatCannotHappen) {
     EXPECT_FALSE(clnksim::arm_fault(close, &err));
     EXPECT_EQ(err, R"(fault.op: "ClnkLib_Close" is not an operation that can fail)");
     EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});   // nothing was armed
+}
+
+TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
+    load(iface(R"({"localInfo": {"nodeId": 1, "activeNodeBitmask": "0x2"},
+                   "nodes": {"1": {"netInfo": {"guid": "00:11:22:33:44:55", "mocaVer": "0x25"},
+                                   "flows": {"list": [{"flowId": "01:00:5e:00:00:01"}]}}},
+                   "config": {"mocaPassword": {"0": "99999999988888888"}},
+                   "bridgeTables": {"ucastDst": [{"mac": "00:00:00:00:00:01", "nodeId": 1}]}})"));
+    // An unaffected call (skip 1) answers from the state; the next one carries the values.
+    arm(R"({"op": "GetLocalInfo", "skip": 1, "rc": 0, "set": {"activeNodeBitmask": "0xffffffff", "nodeId": 40,
+                                                             "mac": "0a:0b:0c:0d:0e:0f", "priChnOffset": -3}})");
+    arm(R"({"op": "GetBridgeTable", "rc": 0, "set": {"numEntries": 1000, "entries.3.nodeId": 40,
+                                                     "entries.0.mac": "00:00:00:00:00:02"}})");
+    arm(R"({"op": "GetNetInfo", "rc": 0, "set": {"txDataFrameGood": "0x100000002", "nodeId": 99}})");
+    arm(R"({"op": "GetSapmCfg", "rc": 0, "set": {"profiles.0.tbl.1.scstart": 300, "sapmProfileId": -1}})");
+    arm(R"({"op": "GetRlapmCfg", "rc": 0, "set": {"profiles.15.tbl.5.phymargin.83": 255}})");
+    arm(R"({"op": "GetClnkCfgV2", "rc": 0, "set": {"mocaPassword.0.17": 65, "tabooMask": "0xffffff"}})");
+    arm(R"({"op": "ListFlows", "rc": 0, "set": {"numReturnedFlowIds": 33, "totalFlowIdCount": 4000000000,
+                                                "returnedFlowId.31": "01:00:5e:00:00:09"}})");
+    arm(R"({"op": "GetDataStats", "rc": 0, "set": {"txUcastPkts.15": 7}})");
+    clnksim::Fault fmr;   // the C++ form
+    fmr.op = "GetFmrInfo";
+    fmr.rc = 0;
+    fmr.set = {{"numOfNodes", 17}, {"nodeFmr.2.ofdma.2.ofdmaSubchannels", "0xffff"}};
+    std::string err;
+    ASSERT_TRUE(clnksim::arm_fault(fmr, &err)) << err;
+
+    ClnkLib_Handle_t h = open();
+    ClnkLib_LocalInfo_t li{};
+    ASSERT_EQ(ClnkLib_GetLocalInfo(&h, &li), CLNK_OK);
+    EXPECT_EQ(li.nodeId, 1u);
+    ASSERT_EQ(ClnkLib_GetLocalInfo(&h, &li), CLNK_OK);
+    EXPECT_EQ(li.nodeId, 40u);
+    EXPECT_EQ(li.activeNodeBitmask, 0xffffffffu);
+    EXPECT_EQ(li.macAddrHi, 0x0a0b0c0du);
+    EXPECT_EQ(li.priChnOffset, -3);
+
+    ClnkLib_BridgeTable_t table;
+    std::memset(&table, 0xAB, sizeof table);
+    uint32_t n = 0;
+    ASSERT_EQ(ClnkLib_GetBridgeTable(&h, CLNK_BRIDGE_UCAST_DST, 0, &n, &table), CLNK_OK);
+    EXPECT_EQ(n, 1000u);
+    EXPECT_EQ(table.entry[0].macAddrHi, 0u);
+    EXPECT_EQ(table.entry[0].macAddrLoIds, 0x00020001u);   // the address changed, its node id not
+    EXPECT_EQ(table.entry[3].macAddrLoIds, 0xABAB0028u);   // only the node id half is written
+    EXPECT_EQ(table.entry[4].macAddrLoIds, 0xABABABABu);
+
+    ClnkLib_NetInfo_t ni{};
+    ASSERT_EQ(ClnkLib_GetNetInfo(&h, 1, &ni), CLNK_OK);
+    EXPECT_EQ(ni.nodeId, 99u);
+    EXPECT_EQ(ni.txDataFrameGood, simtest::swapped(0x100000002ull));   // a true value, delivered packed
+
+    ClnkLib_SapmStaticCfgV2_t sapm{};
+    ASSERT_EQ(ClnkLib_GetSapmCfg(&h, &sapm), CLNK_OK);
+    EXPECT_EQ(sapm.profiles[0].tbl[1].scstart, 300);
+    EXPECT_EQ(sapm.sapmProfileId, -1);
+    ClnkLib_RlapmStaticCfgV2_t rlapm{};
+    ASSERT_EQ(ClnkLib_GetRlapmCfg(&h, &rlapm), CLNK_OK);
+    EXPECT_EQ(rlapm.profiles[15].tbl[5].phymargin[83], 255);
+
+    ClnkLib_ClnkCfgV2_t cfg{};
+    ASSERT_EQ(ClnkLib_GetClnkCfgV2(&h, 0, &cfg), CLNK_OK);
+    EXPECT_EQ(std::memcmp(cfg.mocaPassword[0], "99999999988888888A", CLNK_PASSWORD_LEN), 0);   // no terminator
+    EXPECT_EQ(cfg.tabooMask, 0xffffffu);
+
+    ClnkLib_FlowListReq_t req{mac("00:11:22:33:44:55"), 0, 32};
+    ClnkLib_FlowListRsp_t rsp{};
+    ASSERT_EQ(ClnkLib_ListFlows(&h, &req, &rsp), CLNK_OK);
+    EXPECT_EQ(rsp.numReturnedFlowIds, 33u);
+    EXPECT_EQ(rsp.totalFlowIdCount, 4000000000u);
+    EXPECT_EQ(rsp.returnedFlowId[0].hi, mac("01:00:5e:00:00:01").hi);
+    EXPECT_EQ(rsp.returnedFlowId[31].lo, mac("01:00:5e:00:00:09").lo);
+
+    ClnkLib_DataStats_t ds{};
+    ASSERT_EQ(ClnkLib_GetDataStats(&h, 0, &ds), CLNK_OK);
+    EXPECT_EQ(ds.txUcastPkts[15], simtest::swapped(7));
+    EXPECT_EQ(ds.txUcastPkts[14], 0u);
+
+    ClnkLib_FmrInfo_t fi{};
+    ASSERT_EQ(ClnkLib_GetFmrInfo(&h, 0x2, 0, &fi), CLNK_OK);
+    EXPECT_EQ(fi.numOfNodes, 17u);
+    EXPECT_EQ(fi.nodeFmr[2].ofdma[2].ofdmaSubchannels, 0xffff);
+
+    // Spent: the next calls answer from the state again.
+    ASSERT_EQ(ClnkLib_GetBridgeTable(&h, CLNK_BRIDGE_UCAST_DST, 0, &n, &table), CLNK_OK);
+    EXPECT_EQ(n, 1u);
+    ASSERT_EQ(ClnkLib_GetLocalInfo(&h, &li), CLNK_OK);
+    EXPECT_EQ(li.nodeId, 1u);
+    ClnkLib_Close(&h);
 }
 
 // A scenario document: moca0 with `body`, and `faults` at the top.

@@ -239,12 +239,12 @@ TEST_F(OperationsTest, FmrFillsOnlyTheNodesAsked) {
     ClnkLib_Close(&h);
 }
 
-// A node with `count` flows 02:00:00:00:00:01 ... in list order.
-json flows_node(const char* guid, const char* version, int count, uint32_t update_count) {
+// A node with `count` flows 02:00:00:TT:00:01 ... in list order (TT: `tag`).
+json flows_node(const char* guid, const char* version, int count, uint32_t update_count, int tag = 0) {
     json list = json::array();
     for(int i = 1; i <= count; ++i) {
         char id[18];
-        std::snprintf(id, sizeof id, "02:00:00:00:%02x:%02x", i / 256, i % 256);
+        std::snprintf(id, sizeof id, "02:00:00:%02x:%02x:%02x", tag, i / 256, i % 256);
         list.push_back({{"flowId", id}, {"dfid", i}});
     }
     return {{"netInfo", {{"guid", guid}, {"mocaVer", version}}},
@@ -253,7 +253,8 @@ json flows_node(const char* guid, const char* version, int count, uint32_t updat
 
 TEST_F(OperationsTest, FlowListsComeInBatches) {
     json nodes = {{"1", flows_node("00:00:00:00:00:11", "0x20", 40, 9)},
-                  {"2", flows_node("00:00:00:00:00:22", "0x11", 0, 0)}};
+                  {"2", flows_node("00:00:00:00:00:22", "0x11", 3, 9, 2)},
+                  {"3", flows_node("00:00:00:00:00:44", "0x10", 2, 9, 3)}};
     nodes["1"]["flows"]["list"][3] = {{"flowId", "01:00:5e:0a:01:01"}, {"leaseTimeLeft", 413}, {"dfid", 12}};
     load(iface(json{{"nodes", nodes}}.dump()));
     ClnkLib_Handle_t h = open();
@@ -267,7 +268,8 @@ TEST_F(OperationsTest, FlowListsComeInBatches) {
         {"00:00:00:00:00:11", 10, 5, CLNKLIB_FLOWCODE_SUCCESS, 40, 5, 11},
         {"00:00:00:00:00:11", 0, 100, CLNKLIB_FLOWCODE_SUCCESS, 40, 32, 1},   // never more than 32
         {"00:00:00:00:00:11", 40, 32, CLNKLIB_FLOWCODE_SUCCESS, 40, 0, 0},
-        {"00:00:00:00:00:22", 0, 32, CLNKLIB_FLOWCODE_QOS_UNAVAIL, 0, 0, 0},   // MoCA 1.1
+        {"00:00:00:00:00:22", 1, 32, CLNKLIB_FLOWCODE_SUCCESS, 3, 2, 2},       // MoCA 1.1 has PQoS
+        {"00:00:00:00:00:44", 0, 32, CLNKLIB_FLOWCODE_QOS_UNAVAIL, 0, 0, 0},   // MoCA 1.0 has none
         {"00:00:00:00:00:33", 0, 32, CLNKLIB_FLOWCODE_BAD_INGR, 0, 0, 0},      // no such node
     };
     for(const auto& c : cases) {

@@ -36,7 +36,10 @@ nlohmann::ordered_json state_ordered();     // the same, interfaces in their ord
 // One armed fault: counts calls of `op` from arming on, lets `skip` pass,
 // then affects the next `times`. An affected call returns `rc` without filling
 // anything, unless rc is 0: then it answers normally with `flow_code` replacing
-// the response's code and `flow_update_count_delta` added to flowUpdateCount.
+// the response's code, `flow_update_count_delta` added to flowUpdateCount, and
+// then each field named in `set` given its value, whatever the chip would say
+// ({"numEntries": 1000, "entries.3.nodeId": 40}: a path into the answer, numbers
+// as in scenarios, any value that fits the field's width).
 struct Fault {
     std::string op;                          // "ClnkLib_GetNetInfo" or "GetNetInfo"
     uint32_t skip = 0;
@@ -44,9 +47,11 @@ struct Fault {
     int32_t rc = -1;
     std::optional<uint32_t> flow_code;
     int32_t flow_update_count_delta = 0;
+    nlohmann::json set = nlohmann::json::object();
 };
 bool arm_fault(const Fault& fault, std::string* err);
-// Same, from the script form {"op":..., "skip":..., "times":..., "rc":..., "flowCode":..., "flowUpdateCountDelta":...}.
+// Same, from the script form {"op":..., "skip":..., "times":..., "rc":..., "flowCode":...,
+// "flowUpdateCountDelta":..., "set": {...}}.
 bool arm_fault(const nlohmann::json& fault, std::string* err);
 void clear_faults();
 

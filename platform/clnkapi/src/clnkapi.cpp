@@ -16,15 +16,20 @@ using namespace clnksim::detail;
 namespace {
 
 constexpr uint32_t kHandleMagic = 0x434c4e4bu;   // "CLNK"
+constexpr uint32_t kMoca10 = 0x10;               // the one version without PQoS
 
 uint64_t swap_halves(uint64_t v) {
     return (v << 32) | (v >> 32);
 }
 
+// `answer`: the record the call fills, where an armed fault may set fields of it.
 template <typename Body>
-int32_t run(const char* op, json args, Body&& body) {
+int32_t run(const char* op, json args, Body&& body, void* answer = nullptr) {
     const FaultHit hit = take_fault(op);
     const int32_t rc = hit.rc ? *hit.rc : body(hit);
+    if(rc == CLNK_OK && answer != nullptr && !hit.sets.empty()) {
+        apply_sets(hit.sets, answer);
+    }
     log_call(clnksim::Call{op, std::move(args), json(rc)});
     return rc;
 }
@@ -220,7 +225,7 @@ int32_t ClnkLib_GetLocalInfo(ClnkLib_Handle_t* pHandle, ClnkLib_LocalInfo_t* pIn
                 out.linkStatus = 0;   // a stopped chip has no link
             }
         });
-    });
+    }, pInfo);
 }
 
 int32_t ClnkLib_GetNetInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeId, ClnkLib_NetInfo_t* pInfo) {
@@ -232,7 +237,7 @@ int32_t ClnkLib_GetNetInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeId, ClnkLib_N
             out.rxDataFrameGood = swap_halves(out.rxDataFrameGood);
             out.rxDataFrameBad = swap_halves(out.rxDataFrameBad);
         });
-    });
+    }, pInfo);
 }
 
 int32_t ClnkLib_GetPhyTxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType,
@@ -243,7 +248,7 @@ int32_t ClnkLib_GetPhyTxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint
             const auto it = n.tx.find(profileType);
             out = it == n.tx.end() ? ClnkLib_PhyTxProfile_t{} : it->second;
         });
-    });
+    }, pProfile);
 }
 
 int32_t ClnkLib_GetPhyRxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType,
@@ -254,21 +259,21 @@ int32_t ClnkLib_GetPhyRxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint
             const auto it = n.rx.find(profileType);
             out = it == n.rx.end() ? ClnkLib_PhyRxProfile_t{} : it->second;
         });
-    });
+    }, pProfile);
 }
 
 int32_t ClnkLib_GetEcbStats(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_EcbStats_t* pStats) {
     (void)flags;
     return run("ClnkLib_GetEcbStats", json::array(), [&](const FaultHit&) {
         return read_iface(pHandle, pStats, [](const Iface& ifc, ClnkLib_EcbStats_t& out) { out = ifc.ecb; });
-    });
+    }, pStats);
 }
 
 int32_t ClnkLib_GetClnkCfgV2(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_ClnkCfgV2_t* pCfg) {
     (void)flags;
     return run("ClnkLib_GetClnkCfgV2", json::array(), [&](const FaultHit&) {
         return read_iface(pHandle, pCfg, [](const Iface& ifc, ClnkLib_ClnkCfgV2_t& out) { out = ifc.cfg; });
-    });
+    }, pCfg);
 }
 
 int32_t ClnkLib_GetClnkCfgV2Params(ClnkLib_Handle_t* pHandle, const clnk_param_mask_t* pMask,
@@ -281,7 +286,7 @@ int32_t ClnkLib_GetClnkCfgV2Params(ClnkLib_Handle_t* pHandle, const clnk_param_m
         return read_iface(pHandle, pCfg, [&](const Iface& ifc, ClnkLib_ClnkCfgV2_t& out) {
             copy_options(*pMask, ifc.cfg, out);
         });
-    });
+    }, pCfg);
 }
 
 int32_t ClnkLib_SetClnkCfgV2Params(ClnkLib_Handle_t* pHandle, const clnk_param_mask_t* pMask,
@@ -326,13 +331,13 @@ int32_t ClnkLib_Start(ClnkLib_Handle_t* pHandle) {
 int32_t ClnkLib_GetPhyMisc(ClnkLib_Handle_t* pHandle, ClnkLib_PhyMisc_t* pMisc) {
     return run("ClnkLib_GetPhyMisc", json::array(), [&](const FaultHit&) {
         return read_iface(pHandle, pMisc, [](const Iface& ifc, ClnkLib_PhyMisc_t& out) { out = ifc.misc; });
-    });
+    }, pMisc);
 }
 
 int32_t ClnkLib_GetCdInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeId, ClnkLib_CdInfo_t* pInfo) {
     return run("ClnkLib_GetCdInfo", json::array({nodeId}), [&](const FaultHit&) {
         return read_node(pHandle, nodeId, pInfo, [](const Node& n, ClnkLib_CdInfo_t& out) { out = n.cd; });
-    });
+    }, pInfo);
 }
 
 int32_t ClnkLib_GetDataStats(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_DataStats_t* pStats) {
@@ -350,19 +355,19 @@ int32_t ClnkLib_GetDataStats(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_
                 std::memcpy(dst + off, &v, sizeof v);
             }
         });
-    });
+    }, pStats);
 }
 
 int32_t ClnkLib_GetRlapmCfg(ClnkLib_Handle_t* pHandle, ClnkLib_RlapmStaticCfgV2_t* pCfg) {
     return run("ClnkLib_GetRlapmCfg", json::array(), [&](const FaultHit&) {
         return read_iface(pHandle, pCfg, [](const Iface& ifc, ClnkLib_RlapmStaticCfgV2_t& out) { out = ifc.rlapm; });
-    });
+    }, pCfg);
 }
 
 int32_t ClnkLib_GetSapmCfg(ClnkLib_Handle_t* pHandle, ClnkLib_SapmStaticCfgV2_t* pCfg) {
     return run("ClnkLib_GetSapmCfg", json::array(), [&](const FaultHit&) {
         return read_iface(pHandle, pCfg, [](const Iface& ifc, ClnkLib_SapmStaticCfgV2_t& out) { out = ifc.sapm; });
-    });
+    }, pCfg);
 }
 
 int32_t ClnkLib_GetFmrInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeMask, uint32_t flags, ClnkLib_FmrInfo_t* pFmr) {
@@ -392,13 +397,13 @@ int32_t ClnkLib_GetFmrInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeMask, uint32_
         pFmr->numOfNodes = count;
         pFmr->nodeMask = nodeMask;
         return CLNK_OK;
-    });
+    }, pFmr);
 }
 
 int32_t ClnkLib_GetBridgeTable(ClnkLib_Handle_t* pHandle, uint32_t tableType, uint32_t flags,
                                uint32_t* pNumEntries, ClnkLib_BridgeTable_t* pTable) {
     (void)flags;
-    return run("ClnkLib_GetBridgeTable", json::array({tableType}), [&](const FaultHit&) -> int32_t {
+    return run("ClnkLib_GetBridgeTable", json::array({tableType}), [&](const FaultHit& hit) -> int32_t {
         int32_t rc = 0;
         Iface* ifc = iface_of(pHandle, &rc);
         if(ifc == nullptr) {
@@ -411,6 +416,15 @@ int32_t ClnkLib_GetBridgeTable(ClnkLib_Handle_t* pHandle, uint32_t tableType, ui
         const size_t n = std::min<size_t>(table.size(), MAX_BRIDGE_ENTRIES);
         std::copy_n(table.begin(), n, pTable->entry);   // entries past the count are not touched
         *pNumEntries = static_cast<uint32_t>(n);
+        if(!hit.sets.empty()) {
+            // The count and the entries are set as one answer.
+            BridgeAnswer answer{};
+            answer.numEntries = *pNumEntries;
+            std::copy_n(pTable->entry, MAX_BRIDGE_ENTRIES, answer.entries);
+            apply_sets(hit.sets, &answer);
+            *pNumEntries = answer.numEntries;
+            std::copy_n(answer.entries, MAX_BRIDGE_ENTRIES, pTable->entry);
+        }
         return CLNK_OK;
     });
 }
@@ -442,8 +456,8 @@ int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq
         } else {
             rsp.flowUpdateCount = ingress->flowUpdateCount;
             rsp.totalFlowIdCount = static_cast<uint32_t>(ingress->flows.size());
-            if((ingress->net.mocaVer & 0xF0u) == 0x10u) {
-                rsp.flowCode = CLNKLIB_FLOWCODE_QOS_UNAVAIL;   // MoCA 1.x has no PQoS
+            if(ingress->net.mocaVer == kMoca10) {
+                rsp.flowCode = CLNKLIB_FLOWCODE_QOS_UNAVAIL;   // PQoS came with MoCA 1.1
                 rsp.totalFlowIdCount = 0;
             } else {
                 rsp.flowCode = CLNKLIB_FLOWCODE_SUCCESS;
@@ -463,7 +477,7 @@ int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq
         }
         *pRsp = rsp;
         return CLNK_OK;
-    });
+    }, pRsp);
 }
 
 int32_t ClnkLib_QueryFlow(ClnkLib_Handle_t* pHandle, ClnkLib_MacAddr_t* pFlowId, ClnkLib_FlowQueryRsp_t* pRsp) {
@@ -494,7 +508,7 @@ int32_t ClnkLib_QueryFlow(ClnkLib_Handle_t* pHandle, ClnkLib_MacAddr_t* pFlowId,
         }
         *pRsp = rsp;
         return CLNK_OK;
-    });
+    }, pRsp);
 }
 
 }  // extern "C"

@@ -22,8 +22,11 @@ const char* const kFaultableOps[] = {
     "ClnkLib_GetBridgeTable",  "ClnkLib_ListFlows",       "ClnkLib_QueryFlow",
 };
 
-// The op is one that can fail, flow fields only where the op reports them; op normalised.
-bool check_fault(Fault* fault, const std::string& path, std::string* err) {
+// The op is one that can fail, flow fields only where the op reports them, set fields
+// in the op's answer; op normalised, `set` resolved into armed->sets (from `set`, which
+// keeps the order of the script form).
+bool check_fault(ArmedFault* armed, const ojson& set, const std::string& path, std::string* err) {
+    Fault* fault = &armed->fault;
     const std::string op = faultable_op(fault->op);
     if(op.empty()) {
         return fail(err, path + ".op", "\"" + fault->op + "\" is not an operation that can fail");
@@ -35,6 +38,14 @@ bool check_fault(Fault* fault, const std::string& path, std::string* err) {
     if(fault->flow_update_count_delta != 0 && op != "ClnkLib_ListFlows") {
         return fail(err, path + ".flowUpdateCountDelta", "only ClnkLib_ListFlows reports a flowUpdateCount");
     }
+    if(!set.is_null() && !(set.is_object() && set.empty())) {
+        if(!parse_sets(op, set, path + ".set", &armed->sets, err)) {
+            return false;
+        }
+        if(fault->rc != 0) {
+            return fail(err, path + ".set", "a failing call fills nothing: set needs rc 0");
+        }
+    }
     fault->op = op;
     return true;
 }
@@ -42,7 +53,7 @@ bool check_fault(Fault* fault, const std::string& path, std::string* err) {
 // A scenario checked whole: the state it describes and the faults it arms.
 struct Scenario {
     State state;
-    std::vector<Fault> faults;
+    std::vector<ArmedFault> faults;
 };
 
 bool decode(const ojson& scenario, Scenario* out, std::string* err) {
@@ -66,7 +77,7 @@ bool decode(const ojson& scenario, Scenario* out, std::string* err) {
         return fail(err, "faults", "expected an array of fault objects");
     }
     for(size_t i = 0; i < faults->size(); ++i) {
-        Fault f;
+        ArmedFault f;
         if(!parse_fault((*faults)[i], "faults." + std::to_string(i), &f, err)) {
             return false;
         }
@@ -76,8 +87,9 @@ bool decode(const ojson& scenario, Scenario* out, std::string* err) {
 }
 
 // A checked fault joins those already armed; it counts calls of its op from now on.
-void arm(Sim& s, Fault fault) {
-    s.faults.push_back(ArmedFault{std::move(fault), 0});
+void arm(Sim& s, ArmedFault fault) {
+    fault.seen = 0;
+    s.faults.push_back(std::move(fault));
 }
 
 // Replaces the state and arms the scenario's faults in their order.
@@ -169,6 +181,7 @@ FaultHit take_fault(const std::string& op) {
                     hit.flow_code = f.flow_code;
                 }
                 hit.flow_update_count_delta += f.flow_update_count_delta;
+                hit.sets.insert(hit.sets.end(), it->sets.begin(), it->sets.end());
             }
         }
         if(it->seen >= it->fault.skip + static_cast<uint64_t>(it->fault.times)) {
@@ -236,17 +249,19 @@ nlohmann::ordered_json state_ordered() {
 }
 
 bool arm_fault(const Fault& fault, std::string* err) {
-    Fault f = fault;
-    if(!detail::check_fault(&f, "fault", err)) {
-        return false;
-    }
-    detail::arm(sim(), std::move(f));
-    return true;
+    return guarded(err, "fault", [&] {
+        detail::ArmedFault f{fault, {}, 0};
+        if(!detail::check_fault(&f, ojson::parse(fault.set.dump()), "fault", err)) {
+            return false;
+        }
+        detail::arm(sim(), std::move(f));
+        return true;
+    });
 }
 
 bool arm_fault(const nlohmann::json& fault, std::string* err) {
     return guarded(err, "fault", [&] {
-        Fault f;
+        detail::ArmedFault f;
         if(!detail::parse_fault(ojson::parse(fault.dump()), "fault", &f, err)) {
             return false;
         }
@@ -257,11 +272,13 @@ bool arm_fault(const nlohmann::json& fault, std::string* err) {
 
 namespace detail {
 
-bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::string* err) {
+bool parse_fault(const ojson& fault, const std::string& path, ArmedFault* out, std::string* err) {
     if(!fault.is_object()) {
         return fail(err, path, "expected an object");
     }
-    Fault f;
+    ArmedFault armed;
+    Fault& f = armed.fault;
+    ojson set;
     bool have_op = false;
     for(const auto& [key, value] : fault.items()) {
         const std::string p = path + "." + key;
@@ -290,6 +307,9 @@ bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::s
                 return fail(err, p, why);
             }
             (key == "rc" ? f.rc : f.flow_update_count_delta) = static_cast<int32_t>(s);
+        } else if(key == "set") {
+            set = value;
+            f.set = nlohmann::json::parse(value.dump());
         } else {
             return fail(err, p, "unknown field");
         }
@@ -297,10 +317,10 @@ bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::s
     if(!have_op) {
         return fail(err, path + ".op", "missing");
     }
-    if(!check_fault(&f, path, err)) {
+    if(!check_fault(&armed, set, path, err)) {
         return false;
     }
-    *out = std::move(f);
+    *out = std::move(armed);
     return true;
 }
 

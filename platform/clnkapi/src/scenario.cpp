@@ -1,8 +1,9 @@
 // Scenario codec: JSON in the documented form <-> the simulator's state.
 //
-// Each chip record is described once by a table of its fields (name, width,
-// place in the record); decoding and encoding both walk that table, so the
-// two directions cannot drift apart. docs/scenario.md describes the format.
+// Each chip record is described once by a table of its fields (name, place, width,
+// signedness, form); one decoder and one encoder walk those tables, and a fault's "set"
+// resolves its paths against the same tables, so the three cannot drift apart.
+// docs/scenario.md describes the format.
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
@@ -35,15 +36,20 @@ bool fail(std::string* err, const std::string& path, const std::string& what) {
     return false;
 }
 
-namespace {
-
-std::string join(const std::string& path, const std::string& key) {
-    return path.empty() ? key : path + "." + key;
-}
-
 // ---- field tables ------------------------------------------------------------------------
 
-enum class K { U8, U16, U32, I32, U64, Rec, Mac, Text, Custom };
+// How a field reads in JSON. Int: a number of `width` bytes; Bits: `bits` bits from
+// `shift` of the 32-bit word; Mac: an address in the word pair at off / off2; Text: the
+// version text; Pass: a pass phrase slot; Rec: a nested record; Custom: a C bit field.
+enum class Form : uint8_t { Int, Bits, Mac, Text, Pass, Rec, Custom };
+
+// Flags. Raw: a word that a friendly form beside it shows (read after it, so that it
+// wins; written only where the friendly form cannot carry it). Keep: written even when
+// zero. RawOwner: a Mac whose low word may carry more than the address (then the raw
+// words are written instead).
+constexpr uint8_t kRaw = 1;
+constexpr uint8_t kKeep = 2;
+constexpr uint8_t kRawOwner = 4;
 
 struct Desc;
 using CustomSet = bool (*)(void* rec, const ojson& v, const std::string& path, std::string* err);
@@ -51,15 +57,18 @@ using CustomGet = ojson (*)(const void* rec);   // null: nothing to write
 
 struct Field {
     const char* name;
-    K kind;
+    Form form;
     size_t off = 0;
+    uint8_t width = 4;             // Int: bytes
+    bool is_signed = false;
+    uint8_t flags = 0;
     size_t count = 0;              // 0: scalar, else the array length
-    size_t stride = 0;             // element size of a record array
-    const Desc* sub = nullptr;     // K::Rec
-    size_t off2 = 0;               // K::Mac: the second word
-    const char* raw_hi = nullptr;  // K::Mac: names of the raw words, if the record has them
-    const char* raw_lo = nullptr;
-    CustomSet set = nullptr;
+    size_t stride = 0;             // array element size
+    const Desc* sub = nullptr;     // Rec
+    size_t off2 = 0;               // Mac: the low word
+    uint8_t shift = 0;             // Bits
+    uint8_t bits = 0;
+    CustomSet set = nullptr;       // Custom
     CustomGet get = nullptr;
 };
 
@@ -75,15 +84,26 @@ struct Desc {
     }
 };
 
-Field num(const char* name, K kind, size_t off, size_t count = 0) {
-    Field f{name, kind};
+namespace {
+
+std::string join(const std::string& path, const std::string& key) {
+    return path.empty() ? key : path + "." + key;
+}
+
+template <typename T>
+Field num(const char* name, size_t off, bool is_signed = false, size_t count = 0, uint8_t flags = 0) {
+    Field f{name, Form::Int};
     f.off = off;
+    f.width = sizeof(T);
+    f.is_signed = is_signed;
     f.count = count;
+    f.stride = sizeof(T);
+    f.flags = flags;
     return f;
 }
 
 Field rec(const char* name, size_t off, const Desc* sub, size_t count, size_t stride) {
-    Field f{name, K::Rec};
+    Field f{name, Form::Rec};
     f.off = off;
     f.sub = sub;
     f.count = count;
@@ -91,336 +111,151 @@ Field rec(const char* name, size_t off, const Desc* sub, size_t count, size_t st
     return f;
 }
 
-Field mac(const char* name, size_t hi, size_t lo, const char* raw_hi = nullptr,
-          const char* raw_lo = nullptr) {
-    Field f{name, K::Mac};
+Field mac(const char* name, size_t hi, size_t lo, uint8_t flags = 0, size_t count = 0) {
+    Field f{name, Form::Mac};
     f.off = hi;
     f.off2 = lo;
-    f.raw_hi = raw_hi;
-    f.raw_lo = raw_lo;
+    f.flags = flags;
+    f.count = count;
+    f.stride = sizeof(ClnkLib_MacAddr_t);
     return f;
 }
 
-Field custom(const char* name, CustomSet set, CustomGet get) {
-    Field f{name, K::Custom};
+Field custom(const char* name, uint8_t nbits, CustomSet set, CustomGet get) {
+    Field f{name, Form::Custom};
+    f.bits = nbits;
     f.set = set;
     f.get = get;
     return f;
 }
 
-#define NUM(T, F, KIND) num(#F, K::KIND, offsetof(T, F))
-#define ARR(T, F, KIND, N) num(#F, K::KIND, offsetof(T, F), N)
+// A record's fields placed `base` bytes further in (a record embedded in another).
+std::vector<Field> at(std::vector<Field> fields, size_t base) {
+    for(auto& f : fields) {
+        f.off += base;
+        f.off2 += base;
+    }
+    return fields;
+}
 
+std::vector<Field> operator+(std::vector<Field> a, const std::vector<Field>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// Fields of one type, each named after its member: U32(T, a, b, c) lists a, b and c of T.
+#define SIM_PARENS ()
+#define SIM_EXPAND(...) SIM_EXPAND3(SIM_EXPAND3(SIM_EXPAND3(SIM_EXPAND3(__VA_ARGS__))))
+#define SIM_EXPAND3(...) SIM_EXPAND2(SIM_EXPAND2(SIM_EXPAND2(SIM_EXPAND2(__VA_ARGS__))))
+#define SIM_EXPAND2(...) SIM_EXPAND1(SIM_EXPAND1(SIM_EXPAND1(SIM_EXPAND1(__VA_ARGS__))))
+#define SIM_EXPAND1(...) __VA_ARGS__
+#define SIM_FIELDS(T, C, S, ...) __VA_OPT__(SIM_EXPAND(SIM_FIELDS_STEP(T, C, S, __VA_ARGS__)))
+#define SIM_FIELDS_STEP(T, C, S, F, ...) \
+    num<C>(#F, offsetof(T, F), S), __VA_OPT__(SIM_FIELDS_AGAIN SIM_PARENS(T, C, S, __VA_ARGS__))
+#define SIM_FIELDS_AGAIN() SIM_FIELDS_STEP
+#define U8(T, ...) SIM_FIELDS(T, uint8_t, false, __VA_ARGS__)
+#define U16(T, ...) SIM_FIELDS(T, uint16_t, false, __VA_ARGS__)
+#define U32(T, ...) SIM_FIELDS(T, uint32_t, false, __VA_ARGS__)
+#define I32(T, ...) SIM_FIELDS(T, int32_t, true, __VA_ARGS__)
+#define U64(T, ...) SIM_FIELDS(T, uint64_t, false, __VA_ARGS__)
+// An array member of N elements of C.
+#define ARR(T, F, C, N) num<C>(#F, offsetof(T, F), false, N)
+// A member that is an array of records described by SUB.
+#define REC(T, F, SUB) rec(#F, offsetof(T, F), &SUB, sizeof(T::F) / sizeof(T::F[0]), sizeof(T::F[0]))
+#define RAW(T, F) num<uint32_t>(#F, offsetof(T, F), false, 0, kRaw)
+#define MAC_OF(T, F) mac(#F, offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, hi), offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, lo))
+
+using LI = ClnkLib_LocalInfo_t;
 const Desc kLocalInfo{{
-    NUM(ClnkLib_LocalInfo_t, nodeId, U32),
-    NUM(ClnkLib_LocalInfo_t, ncNodeId, U32),
-    NUM(ClnkLib_LocalInfo_t, backupNodeId, U32),
-    NUM(ClnkLib_LocalInfo_t, lmoNodeId, U32),
-    NUM(ClnkLib_LocalInfo_t, linkStatus, U32),
-    NUM(ClnkLib_LocalInfo_t, networkState, U32),
-    NUM(ClnkLib_LocalInfo_t, networkMocaVer, U32),
-    NUM(ClnkLib_LocalInfo_t, activeNodeBitmask, U32),
-    NUM(ClnkLib_LocalInfo_t, sleepM1NodeBitmask, U32),
-    NUM(ClnkLib_LocalInfo_t, sleepM2NodeBitmask, U32),
-    NUM(ClnkLib_LocalInfo_t, sleepM3NodeBitmask, U32),
-    NUM(ClnkLib_LocalInfo_t, priChnOffset, I32),
-    NUM(ClnkLib_LocalInfo_t, secChnOffset, I32),
-    NUM(ClnkLib_LocalInfo_t, tabooMask, U32),
-    num("socVersionStr", K::Text, offsetof(ClnkLib_LocalInfo_t, socVersionStr), CLNK_SOC_VERSION_WORDS),
-    mac("mac", offsetof(ClnkLib_LocalInfo_t, macAddrHi), offsetof(ClnkLib_LocalInfo_t, macAddrLo),
-        "macAddrHi", "macAddrLo"),
-    NUM(ClnkLib_LocalInfo_t, macAddrHi, U32),
-    NUM(ClnkLib_LocalInfo_t, macAddrLo, U32),
+    U32(LI, nodeId, ncNodeId, backupNodeId, lmoNodeId, linkStatus, networkState, networkMocaVer,
+        activeNodeBitmask, sleepM1NodeBitmask, sleepM2NodeBitmask, sleepM3NodeBitmask)
+    I32(LI, priChnOffset, secChnOffset)
+    U32(LI, tabooMask)
+    [] { Field f{"socVersionStr", Form::Text}; f.off = offsetof(LI, socVersionStr); f.width = sizeof(LI::socVersionStr); return f; }(),
+    mac("mac", offsetof(LI, macAddrHi), offsetof(LI, macAddrLo), kRawOwner),
+    RAW(LI, macAddrHi), RAW(LI, macAddrLo),
 }};
 
+using NI = ClnkLib_NetInfo_t;
 const Desc kNetInfo{{
-    NUM(ClnkLib_NetInfo_t, nodeId, U32),
-    mac("guid", offsetof(ClnkLib_NetInfo_t, guidHi), offsetof(ClnkLib_NetInfo_t, guidLo), "guidHi",
-        "guidLo"),
-    NUM(ClnkLib_NetInfo_t, guidHi, U32),
-    NUM(ClnkLib_NetInfo_t, guidLo, U32),
-    NUM(ClnkLib_NetInfo_t, mocaVer, U32),
-    NUM(ClnkLib_NetInfo_t, protoSupport, U32),
-    NUM(ClnkLib_NetInfo_t, txDataFrameGood, U64),
-    NUM(ClnkLib_NetInfo_t, txDataFrameDropped, U64),
-    NUM(ClnkLib_NetInfo_t, rxDataFrameGood, U64),
-    NUM(ClnkLib_NetInfo_t, rxDataFrameBad, U64),
+    U32(NI, nodeId)
+    mac("guid", offsetof(NI, guidHi), offsetof(NI, guidLo), kRawOwner),
+    RAW(NI, guidHi), RAW(NI, guidLo),
+    U32(NI, mocaVer, protoSupport)
+    U64(NI, txDataFrameGood, txDataFrameDropped, rxDataFrameGood, rxDataFrameBad)
 }};
 
-const Desc kTxProfile{{
-    NUM(ClnkLib_PhyTxProfile_t, txProfileValid, U32),
-    NUM(ClnkLib_PhyTxProfile_t, txPhyrate, U32),
-    NUM(ClnkLib_PhyTxProfile_t, txTpcBackoff, U32),
-    NUM(ClnkLib_PhyTxProfile_t, txNumSymbols, U32),
-    NUM(ClnkLib_PhyTxProfile_t, txCp, U32),
-}};
+const Desc kTxProfile{{U32(ClnkLib_PhyTxProfile_t, txProfileValid, txPhyrate, txTpcBackoff, txNumSymbols, txCp)}};
+const Desc kRxProfile{{U32(ClnkLib_PhyRxProfile_t, rxProfileValid, rxPhyrate, rxPwrLevel, rxChnSnr, rxNumSymbols, rxCp)}};
+const Desc kCdInfo{{U32(ClnkLib_CdInfo_t, linkUpTimeInSecs, resetCount, resetLine, resetEpc, linkLostCount)}};
+const Desc kPhyMisc{{U32(ClnkLib_PhyMisc_t, currentOperatingFrequency, currentBand, txPowerDbm)}};
+const Desc kEcbStats{{U32(ClnkLib_EcbStats_t, debug0, debug1, debug2, debug3, debug4, debug5, debug6, debug7,
+                          debug8, debug9, debug10, debug11, debug12, debug13, debug14, debug15)}};
 
-const Desc kRxProfile{{
-    NUM(ClnkLib_PhyRxProfile_t, rxProfileValid, U32),
-    NUM(ClnkLib_PhyRxProfile_t, rxPhyrate, U32),
-    NUM(ClnkLib_PhyRxProfile_t, rxPwrLevel, U32),
-    NUM(ClnkLib_PhyRxProfile_t, rxChnSnr, U32),
-    NUM(ClnkLib_PhyRxProfile_t, rxNumSymbols, U32),
-    NUM(ClnkLib_PhyRxProfile_t, rxCp, U32),
-}};
-
-const Desc kCdInfo{{
-    NUM(ClnkLib_CdInfo_t, linkUpTimeInSecs, U32),
-    NUM(ClnkLib_CdInfo_t, resetCount, U32),
-    NUM(ClnkLib_CdInfo_t, resetLine, U32),
-    NUM(ClnkLib_CdInfo_t, resetEpc, U32),
-    NUM(ClnkLib_CdInfo_t, linkLostCount, U32),
-}};
-
-const Desc kPhyMisc{{
-    NUM(ClnkLib_PhyMisc_t, currentOperatingFrequency, U32),
-    NUM(ClnkLib_PhyMisc_t, currentBand, U32),
-    NUM(ClnkLib_PhyMisc_t, txPowerDbm, U32),
-}};
-
-const Desc kEcbStats{{
-    NUM(ClnkLib_EcbStats_t, debug0, U32), NUM(ClnkLib_EcbStats_t, debug1, U32),
-    NUM(ClnkLib_EcbStats_t, debug2, U32), NUM(ClnkLib_EcbStats_t, debug3, U32),
-    NUM(ClnkLib_EcbStats_t, debug4, U32), NUM(ClnkLib_EcbStats_t, debug5, U32),
-    NUM(ClnkLib_EcbStats_t, debug6, U32), NUM(ClnkLib_EcbStats_t, debug7, U32),
-    NUM(ClnkLib_EcbStats_t, debug8, U32), NUM(ClnkLib_EcbStats_t, debug9, U32),
-    NUM(ClnkLib_EcbStats_t, debug10, U32), NUM(ClnkLib_EcbStats_t, debug11, U32),
-    NUM(ClnkLib_EcbStats_t, debug12, U32), NUM(ClnkLib_EcbStats_t, debug13, U32),
-    NUM(ClnkLib_EcbStats_t, debug14, U32), NUM(ClnkLib_EcbStats_t, debug15, U32),
-}};
-
+using DS = ClnkLib_DataStats_t;
 const Desc kDataStats{{
-    NUM(ClnkLib_DataStats_t, txTotalPkts, U64),
-    NUM(ClnkLib_DataStats_t, txTotalBytes, U64),
-    NUM(ClnkLib_DataStats_t, txDroppedPkts, U64),
-    NUM(ClnkLib_DataStats_t, txBcastPkts, U64),
-    NUM(ClnkLib_DataStats_t, txMcastPkts, U64),
-    ARR(ClnkLib_DataStats_t, txUcastPkts, U64, MAX_NUM_NODES),
-    NUM(ClnkLib_DataStats_t, txBcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, txMcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, txUcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, txGoodPktsInLast60s, U64),
-    NUM(ClnkLib_DataStats_t, txDroppedPktsInLast60s, U64),
-    NUM(ClnkLib_DataStats_t, rxTotalPkts, U64),
-    NUM(ClnkLib_DataStats_t, rxTotalBytes, U64),
-    NUM(ClnkLib_DataStats_t, rxDroppedPkts, U64),
-    ARR(ClnkLib_DataStats_t, rxBcastPkts, U64, MAX_NUM_NODES),
-    ARR(ClnkLib_DataStats_t, rxMcastPkts, U64, MAX_NUM_NODES),
-    ARR(ClnkLib_DataStats_t, rxUcastPkts, U64, MAX_NUM_NODES),
-    NUM(ClnkLib_DataStats_t, rxBcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, rxMcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, rxUcastBytes, U64),
-    NUM(ClnkLib_DataStats_t, rxGoodPktsInLast60s, U64),
-    NUM(ClnkLib_DataStats_t, rxBadPktsInLast60s, U64),
+    U64(DS, txTotalPkts, txTotalBytes, txDroppedPkts, txBcastPkts, txMcastPkts)
+    ARR(DS, txUcastPkts, uint64_t, MAX_NUM_NODES),
+    U64(DS, txBcastBytes, txMcastBytes, txUcastBytes, txGoodPktsInLast60s, txDroppedPktsInLast60s,
+        rxTotalPkts, rxTotalBytes, rxDroppedPkts)
+    ARR(DS, rxBcastPkts, uint64_t, MAX_NUM_NODES),
+    ARR(DS, rxMcastPkts, uint64_t, MAX_NUM_NODES),
+    ARR(DS, rxUcastPkts, uint64_t, MAX_NUM_NODES),
+    U64(DS, rxBcastBytes, rxMcastBytes, rxUcastBytes, rxGoodPktsInLast60s, rxBadPktsInLast60s)
 }};
 
-const Desc kFmrP2p{{
-    NUM(ClnkLib_FmrP2p_t, gapNper, U16),
-    NUM(ClnkLib_FmrP2p_t, gapVLper, U16),
-    NUM(ClnkLib_FmrP2p_t, ofdmbNper, U16),
-    NUM(ClnkLib_FmrP2p_t, ofdmbVLper, U16),
-    NUM(ClnkLib_FmrP2p_t, rateNper, U16),
-    NUM(ClnkLib_FmrP2p_t, rateVLper, U16),
-}};
+const Desc kFmrP2p{{U16(ClnkLib_FmrP2p_t, gapNper, gapVLper, ofdmbNper, ofdmbVLper, rateNper, rateVLper)}};
+const Desc kFmrOfdma{{U16(ClnkLib_FmrOfdma_t, ofdmaDefTab, ofdmaGap, ofdmaRate, ofdmaSubchannels)}};
 
-const Desc kFmrOfdma{{
-    NUM(ClnkLib_FmrOfdma_t, ofdmaDefTab, U16),
-    NUM(ClnkLib_FmrOfdma_t, ofdmaGap, U16),
-    NUM(ClnkLib_FmrOfdma_t, ofdmaRate, U16),
-    NUM(ClnkLib_FmrOfdma_t, ofdmaSubchannels, U16),
-}};
-
+using NF = ClnkLib_NodeFmr_t;
 const Desc kNodeFmr{{
-    NUM(ClnkLib_NodeFmr_t, validInfo, U32),
-    rec("p2p", offsetof(ClnkLib_NodeFmr_t, p2p), &kFmrP2p, MAX_NUM_NODES, sizeof(ClnkLib_FmrP2p_t)),
-    NUM(ClnkLib_NodeFmr_t, gapGcd, U16),
-    NUM(ClnkLib_NodeFmr_t, ofdmbGcd, U16),
-    NUM(ClnkLib_NodeFmr_t, rateGcd, U16),
-    NUM(ClnkLib_NodeFmr_t, defTableNum, U16),
-    rec("ofdma", offsetof(ClnkLib_NodeFmr_t, ofdma), &kFmrOfdma, CLNK_NUM_OFDMA,
-        sizeof(ClnkLib_FmrOfdma_t)),
+    U32(NF, validInfo)
+    REC(NF, p2p, kFmrP2p),
+    U16(NF, gapGcd, ofdmbGcd, rateGcd, defTableNum)
+    REC(NF, ofdma, kFmrOfdma),
 }};
 
-const Desc kRlapmRow{{
-    NUM(MXL_MOCA_RLAPM_TABLE_V2_T, freq, U32),
-    ARR(MXL_MOCA_RLAPM_TABLE_V2_T, phymargin, U8, MAX_RX_LEVELS_PADDED),
+using RR = MXL_MOCA_RLAPM_TABLE_V2_T;
+using RP = MXL_MOCA_RLAPM_CFG_V2_T;
+using RC = ClnkLib_RlapmStaticCfgV2_t;
+const Desc kRlapmRow{{U32(RR, freq) ARR(RR, phymargin, uint8_t, MAX_RX_LEVELS_PADDED)}};
+const Desc kRlapmProfile{{U32(RP, rlapmmode) REC(RP, tbl, kRlapmRow)}};
+const Desc kRlapm{{U32(RC, rlapmmode) I32(RC, rlapmProfileId) REC(RC, profiles, kRlapmProfile)}};
+
+using SR = MXL_MOCA_SAPM_TABLE_V2_T;
+using SP = MXL_MOCA_SAPM_CFG_V2_T;
+using SC = ClnkLib_SapmStaticCfgV2_t;
+const Desc kSapmRow{{U32(SR, freq, threshold) I32(SR, scstart) ARR(SR, phymargin, uint8_t, MAX_MINI_SAPM_MARGIN_LEN)}};
+const Desc kSapmProfile{{U32(SP, sapmmode) REC(SP, tbl, kSapmRow)}};
+const Desc kSapm{{U32(SC, sapmmode) I32(SC, sapmProfileId) REC(SC, profiles, kSapmProfile)}};
+
+using PFP = ClnkLib_PFP_t;
+const std::vector<Field> kPfpFields{
+    MAC_OF(PFP, flowId), MAC_OF(PFP, packetDa), MAC_OF(PFP, ingressGuid), MAC_OF(PFP, egressGuid),
+    U32(PFP, tPktSize, flowTag, tPeakDataRateKbps, tLeaseTimeSec, tBurstSize, maxLatencyMs, stAvgRatio,
+        maxNumRetry, flowPer, inOrderDeliver, tProtocol, ingressClass, vlanTag, dscpMoca)
+};
+
+// A flow of the scenario: its parameters (the flow id always written) and what the chip adds.
+const Desc kFlow{[] {
+    auto fields = at(kPfpFields, offsetof(Flow, pfp)) + std::vector<Field>{U32(Flow, leaseTimeLeft, dfid)};
+    fields.front().flags |= kKeep;
+    return fields;
+}()};
+
+using BE = ClnkLib_BridgeEntry_t;
+// The address is bytes 1-4 and the top half of the second word; the node id its bottom half.
+const Desc kBridgeEntry{{
+    mac("mac", offsetof(BE, macAddrHi), offsetof(BE, macAddrLoIds), kKeep),
+    [] {
+        Field f{"nodeId", Form::Bits};
+        f.off = offsetof(BE, macAddrLoIds);
+        f.bits = 16;
+        f.flags = kKeep;
+        return f;
+    }(),
+    RAW(BE, macAddrHi), RAW(BE, macAddrLoIds),
 }};
-
-const Desc kRlapmProfile{{
-    NUM(MXL_MOCA_RLAPM_CFG_V2_T, rlapmmode, U32),
-    rec("tbl", offsetof(MXL_MOCA_RLAPM_CFG_V2_T, tbl), &kRlapmRow, MAX_RLAPM_FREQS,
-        sizeof(MXL_MOCA_RLAPM_TABLE_V2_T)),
-}};
-
-const Desc kRlapm{{
-    NUM(ClnkLib_RlapmStaticCfgV2_t, rlapmmode, U32),
-    NUM(ClnkLib_RlapmStaticCfgV2_t, rlapmProfileId, I32),
-    rec("profiles", offsetof(ClnkLib_RlapmStaticCfgV2_t, profiles), &kRlapmProfile,
-        MAX_RLAPM_PROFILES, sizeof(ClnkLib_RlapmCfgV2_t)),
-}};
-
-const Desc kSapmRow{{
-    NUM(MXL_MOCA_SAPM_TABLE_V2_T, freq, U32),
-    NUM(MXL_MOCA_SAPM_TABLE_V2_T, threshold, U32),
-    NUM(MXL_MOCA_SAPM_TABLE_V2_T, scstart, I32),
-    ARR(MXL_MOCA_SAPM_TABLE_V2_T, phymargin, U8, MAX_MINI_SAPM_MARGIN_LEN),
-}};
-
-const Desc kSapmProfile{{
-    NUM(MXL_MOCA_SAPM_CFG_V2_T, sapmmode, U32),
-    rec("tbl", offsetof(MXL_MOCA_SAPM_CFG_V2_T, tbl), &kSapmRow, MAX_SAPM_FREQS,
-        sizeof(MXL_MOCA_SAPM_TABLE_V2_T)),
-}};
-
-const Desc kSapm{{
-    NUM(ClnkLib_SapmStaticCfgV2_t, sapmmode, U32),
-    NUM(ClnkLib_SapmStaticCfgV2_t, sapmProfileId, I32),
-    rec("profiles", offsetof(ClnkLib_SapmStaticCfgV2_t, profiles), &kSapmProfile,
-        MAX_SAPM_PROFILES, sizeof(ClnkLib_SapmCfgV2_t)),
-}};
-
-#define PFP_OFF(F) (offsetof(Flow, pfp) + offsetof(ClnkLib_PFP_t, F))
-#define PFP_NUM(F) num(#F, K::U32, PFP_OFF(F))
-#define PFP_MAC(F) mac(#F, PFP_OFF(F) + offsetof(ClnkLib_MacAddr_t, hi), PFP_OFF(F) + offsetof(ClnkLib_MacAddr_t, lo))
-
-const Desc kFlow{{
-    PFP_MAC(flowId),
-    PFP_MAC(packetDa),
-    PFP_MAC(ingressGuid),
-    PFP_MAC(egressGuid),
-    PFP_NUM(tPktSize),
-    PFP_NUM(flowTag),
-    PFP_NUM(tPeakDataRateKbps),
-    PFP_NUM(tLeaseTimeSec),
-    PFP_NUM(tBurstSize),
-    PFP_NUM(maxLatencyMs),
-    PFP_NUM(stAvgRatio),
-    PFP_NUM(maxNumRetry),
-    PFP_NUM(flowPer),
-    PFP_NUM(inOrderDeliver),
-    PFP_NUM(tProtocol),
-    PFP_NUM(ingressClass),
-    PFP_NUM(vlanTag),
-    PFP_NUM(dscpMoca),
-    NUM(Flow, leaseTimeLeft, U32),
-    NUM(Flow, dfid, U32),
-}};
-
-// The configuration record has bit fields and pass phrase texts: small setters and getters.
-bool num_value(const ojson& v, unsigned bits, const std::string& path, std::string* err, uint64_t* out) {
-    std::string why;
-    if(!parse_int(v, bits, false, nullptr, out, &why)) {
-        return fail(err, path, why);
-    }
-    return true;
-}
-
-#define CFG_BITS(F, BITS)                                                                         \
-    custom(                                                                                       \
-        #F,                                                                                       \
-        [](void* r, const ojson& v, const std::string& p, std::string* e) {                      \
-            uint64_t u = 0;                                                                       \
-            if(!num_value(v, BITS, p, e, &u)) {                                                   \
-                return false;                                                                     \
-            }                                                                                     \
-            static_cast<ClnkLib_ClnkCfgV2_t*>(r)->F = static_cast<uint32_t>(u) & ((1ull << BITS) - 1); \
-            return true;                                                                          \
-        },                                                                                        \
-        [](const void* r) {                                                                       \
-            uint32_t x = static_cast<const ClnkLib_ClnkCfgV2_t*>(r)->F;                          \
-            return x != 0 ? ojson(x) : ojson();                                                   \
-        })
-
-// A pass phrase slot: text of at most 17 characters, or (for bytes that are not
-// printable ASCII, as a caller may write them) an array of at most 17 byte values.
-bool set_password(uint8_t* slot, const ojson& v, const std::string& path, std::string* err) {
-    uint8_t bytes[CLNK_PASSWORD_LEN] = {};
-    size_t len = 0;
-    if(v.is_string()) {
-        const auto& s = v.get_ref<const std::string&>();
-        if(s.size() > CLNK_PASSWORD_LEN - 1) {
-            return fail(err, path, "pass phrase longer than 17 characters");
-        }
-        len = s.size();
-        std::memcpy(bytes, s.data(), len);
-    } else if(v.is_array()) {
-        if(v.size() > CLNK_PASSWORD_LEN - 1) {
-            return fail(err, path, "pass phrase longer than 17 characters");
-        }
-        for(; len < v.size(); ++len) {
-            uint64_t u = 0;
-            if(!num_value(v[len], 8, join(path, std::to_string(len)), err, &u)) {
-                return false;
-            }
-            bytes[len] = static_cast<uint8_t>(u);
-        }
-    } else {
-        return fail(err, path, "expected a pass phrase text");
-    }
-    if(std::memchr(bytes, 0, len) != nullptr) {
-        return fail(err, path, "pass phrase holds a NUL character");
-    }
-    std::memcpy(slot, bytes, CLNK_PASSWORD_LEN);
-    return true;
-}
-
-ojson password_json(const uint8_t* slot) {
-    const size_t len = strnlen(reinterpret_cast<const char*>(slot), CLNK_PASSWORD_LEN);
-    bool printable = true;
-    for(size_t i = 0; i < len; ++i) {
-        printable = printable && slot[i] >= 0x20 && slot[i] <= 0x7e;
-    }
-    if(printable) {
-        return std::string(reinterpret_cast<const char*>(slot), len);
-    }
-    ojson bytes = ojson::array();
-    for(size_t i = 0; i < len; ++i) {
-        bytes.push_back(slot[i]);
-    }
-    return bytes;
-}
-
-bool for_each_index(const ojson& v, size_t count, const std::string& path, std::string* err,
-                    const std::function<bool(size_t, const ojson&, const std::string&)>& fn);
-
-const Desc kConfig{{
-    CFG_BITS(preferredNcMode, 1),
-    CFG_BITS(lowPowerMode, 1),
-    CFG_BITS(reservedBits, 30),
-    NUM(ClnkLib_ClnkCfgV2_t, securityMode, U8),
-    NUM(ClnkLib_ClnkCfgV2_t, maxTxPwr, U8),
-    NUM(ClnkLib_ClnkCfgV2_t, beaconTxPwr, U8),
-    NUM(ClnkLib_ClnkCfgV2_t, reserved0, U8),
-    custom(
-        "mocaPassword",
-        [](void* r, const ojson& v, const std::string& p, std::string* e) {
-            auto* cfg = static_cast<ClnkLib_ClnkCfgV2_t*>(r);
-            return for_each_index(v, CLNK_NUM_PASSWORDS, p, e,
-                                  [&](size_t i, const ojson& item, const std::string& ip) {
-                                      return set_password(cfg->mocaPassword[i], item, ip, e);
-                                  });
-        },
-        [](const void* r) {
-            const auto* cfg = static_cast<const ClnkLib_ClnkCfgV2_t*>(r);
-            ojson out = ojson::object();
-            for(size_t i = 0; i < CLNK_NUM_PASSWORDS; ++i) {
-                if(cfg->mocaPassword[i][0] != 0) {
-                    out[std::to_string(i)] = password_json(cfg->mocaPassword[i]);
-                }
-            }
-            return out.empty() ? ojson() : out;
-        }),
-    NUM(ClnkLib_ClnkCfgV2_t, tgtP2pNperRate, U16),
-    NUM(ClnkLib_ClnkCfgV2_t, tgtP2pVlperRate, U16),
-    NUM(ClnkLib_ClnkCfgV2_t, tgtP2p50Rate, U16),
-    NUM(ClnkLib_ClnkCfgV2_t, lof16, U16),
-    CFG_BITS(tabooOffset, 8),
-    CFG_BITS(tabooMask, 24),
-    NUM(ClnkLib_ClnkCfgV2_t, channelMask, U32),
-    NUM(ClnkLib_ClnkCfgV2_t, bandMask, U32),
-}};
-
-// ---- decoding ----------------------------------------------------------------------------
 
 bool parse_index(const std::string& key, size_t count, size_t* out) {
     if(key.empty() || key.size() > 6) {
@@ -438,6 +273,10 @@ bool parse_index(const std::string& key, size_t count, size_t* out) {
     }
     *out = v;
     return v < count;
+}
+
+std::string index_range(size_t count) {
+    return "index out of range (a decimal index below " + std::to_string(count) + ")";
 }
 
 // An array indexed by node id, profile, row, ...: a JSON array of at most
@@ -459,8 +298,7 @@ bool for_each_index(const ojson& v, size_t count, const std::string& path, std::
         for(const auto& [key, item] : v.items()) {
             size_t i = 0;
             if(!parse_index(key, count, &i)) {
-                return fail(err, join(path, key),
-                            "index out of range (a decimal index below " + std::to_string(count) + ")");
+                return fail(err, join(path, key), index_range(count));
             }
             if(!fn(i, item, join(path, key))) {
                 return false;
@@ -471,75 +309,204 @@ bool for_each_index(const ojson& v, size_t count, const std::string& path, std::
     return fail(err, path, "expected an array or an object keyed by index");
 }
 
-unsigned bits_of(K kind) {
-    switch(kind) {
-    case K::U8: return 8;
-    case K::U16: return 16;
-    case K::U64: return 64;
-    default: return 32;
+bool num_value(const ojson& v, unsigned nbits, bool is_signed, const std::string& path, std::string* err,
+               uint64_t* out) {
+    std::string why;
+    if(!parse_int(v, nbits, is_signed, nullptr, out, &why)) {
+        return fail(err, path, why);
+    }
+    return true;
+}
+
+void store_int(char* at, unsigned width, uint64_t u) {
+    switch(width) {
+    case 1: { auto x = static_cast<uint8_t>(u); std::memcpy(at, &x, 1); break; }
+    case 2: { auto x = static_cast<uint16_t>(u); std::memcpy(at, &x, 2); break; }
+    case 4: { auto x = static_cast<uint32_t>(u); std::memcpy(at, &x, 4); break; }
+    default: std::memcpy(at, &u, 8); break;
     }
 }
 
-bool decode_record(const ojson& obj, const Desc& d, void* base, const std::string& path, std::string* err);
-
-// The members of an object, those whose key satisfies `first` ahead of the rest.
-template <typename Pred>
-std::vector<std::pair<std::string, const ojson*>> friendly_first(const ojson& obj, Pred first) {
-    std::vector<std::pair<std::string, const ojson*>> out;
-    for(const auto& [key, v] : obj.items()) {
-        out.emplace_back(key, &v);
+// The value at `at`, sign-extended for a signed field.
+uint64_t load_int(const char* at, unsigned width, bool is_signed) {
+    uint64_t u = 0;
+    switch(width) {
+    case 1: { uint8_t x; std::memcpy(&x, at, 1); u = x; break; }
+    case 2: { uint16_t x; std::memcpy(&x, at, 2); u = x; break; }
+    case 4: { uint32_t x; std::memcpy(&x, at, 4); u = x; break; }
+    default: std::memcpy(&u, at, 8); return u;
     }
-    std::stable_partition(out.begin(), out.end(), [&](const auto& kv) { return first(kv.first); });
-    return out;
+    const unsigned shift = 64 - 8 * width;
+    return is_signed ? static_cast<uint64_t>(static_cast<int64_t>(u << shift) >> shift) : u;
 }
 
-bool decode_element(const Field& f, const ojson& v, char* where, const std::string& path, std::string* err) {
-    switch(f.kind) {
-    case K::U8:
-    case K::U16:
-    case K::U32:
-    case K::U64:
-    case K::I32: {
-        int64_t s = 0;
-        uint64_t u = 0;
-        std::string why;
-        if(!parse_int(v, bits_of(f.kind), f.kind == K::I32, &s, &u, &why)) {
-            return fail(err, path, why);
-        }
-        switch(f.kind) {
-        case K::U8: { auto x = static_cast<uint8_t>(u); std::memcpy(where, &x, sizeof x); break; }
-        case K::U16: { auto x = static_cast<uint16_t>(u); std::memcpy(where, &x, sizeof x); break; }
-        case K::U32: { auto x = static_cast<uint32_t>(u); std::memcpy(where, &x, sizeof x); break; }
-        case K::U64: std::memcpy(where, &u, sizeof u); break;
-        default: { auto x = static_cast<int32_t>(s); std::memcpy(where, &x, sizeof x); break; }
-        }
-        return true;
-    }
-    case K::Rec:
-        return decode_record(v, *f.sub, where, path, err);
-    default:
-        return fail(err, path, "internal: unexpected field kind");
-    }
+uint32_t load_word(const char* at) {
+    uint32_t w = 0;
+    std::memcpy(&w, at, sizeof w);
+    return w;
 }
 
-bool decode_text(const Field& f, const ojson& v, char* base, const std::string& path, std::string* err) {
-    uint32_t words[CLNK_SOC_VERSION_WORDS] = {};
-    const size_t max_chars = f.count * 4;
+// ---- pass phrases and the configuration record's bit fields ----------------------------------
+
+// A pass phrase slot: text of at most 17 characters, or (for bytes that are not
+// printable ASCII, as a caller may write them) an array of at most 17 byte values.
+bool set_password(char* slot, const ojson& v, const std::string& path, std::string* err) {
+    uint8_t bytes[CLNK_PASSWORD_LEN] = {};
+    size_t len = 0;
     if(v.is_string()) {
         const auto& s = v.get_ref<const std::string&>();
-        if(s.size() > max_chars) {
-            return fail(err, path, "text longer than " + std::to_string(max_chars) + " characters");
+        if(s.size() > CLNK_PASSWORD_LEN - 1) {
+            return fail(err, path, "pass phrase longer than 17 characters");
+        }
+        len = s.size();
+        std::memcpy(bytes, s.data(), len);
+    } else if(v.is_array()) {
+        if(v.size() > CLNK_PASSWORD_LEN - 1) {
+            return fail(err, path, "pass phrase longer than 17 characters");
+        }
+        for(; len < v.size(); ++len) {
+            uint64_t u = 0;
+            if(!num_value(v[len], 8, false, join(path, std::to_string(len)), err, &u)) {
+                return false;
+            }
+            bytes[len] = static_cast<uint8_t>(u);
+        }
+    } else {
+        return fail(err, path, "expected a pass phrase text");
+    }
+    if(std::memchr(bytes, 0, len) != nullptr) {
+        return fail(err, path, "pass phrase holds a NUL character");
+    }
+    std::memcpy(slot, bytes, CLNK_PASSWORD_LEN);
+    return true;
+}
+
+ojson password_json(const char* slot) {
+    const size_t len = strnlen(slot, CLNK_PASSWORD_LEN);
+    bool printable = true;
+    for(size_t i = 0; i < len; ++i) {
+        printable = printable && slot[i] >= 0x20 && slot[i] <= 0x7e;
+    }
+    if(printable) {
+        return std::string(slot, len);
+    }
+    ojson bytes = ojson::array();
+    for(size_t i = 0; i < len; ++i) {
+        bytes.push_back(static_cast<uint8_t>(slot[i]));
+    }
+    return bytes;
+}
+
+#define CFG_BITS(F, BITS)                                                                         \
+    custom(                                                                                       \
+        #F, BITS,                                                                                 \
+        [](void* r, const ojson& v, const std::string& p, std::string* e) {                      \
+            uint64_t u = 0;                                                                       \
+            if(!num_value(v, BITS, false, p, e, &u)) {                                            \
+                return false;                                                                     \
+            }                                                                                     \
+            static_cast<ClnkLib_ClnkCfgV2_t*>(r)->F = static_cast<uint32_t>(u) & ((1ull << BITS) - 1); \
+            return true;                                                                          \
+        },                                                                                        \
+        [](const void* r) {                                                                       \
+            uint32_t x = static_cast<const ClnkLib_ClnkCfgV2_t*>(r)->F;                          \
+            return x != 0 ? ojson(x) : ojson();                                                   \
+        })
+
+using CFG = ClnkLib_ClnkCfgV2_t;
+const Desc kConfig{{
+    CFG_BITS(preferredNcMode, 1),
+    CFG_BITS(lowPowerMode, 1),
+    CFG_BITS(reservedBits, 30),
+    U8(CFG, securityMode, maxTxPwr, beaconTxPwr, reserved0)
+    [] {
+        Field f{"mocaPassword", Form::Pass};
+        f.off = offsetof(CFG, mocaPassword);
+        f.count = CLNK_NUM_PASSWORDS;
+        f.stride = CLNK_PASSWORD_LEN;
+        return f;
+    }(),
+    U16(CFG, tgtP2pNperRate, tgtP2pVlperRate, tgtP2p50Rate, lof16)
+    CFG_BITS(tabooOffset, 8),
+    CFG_BITS(tabooMask, 24),
+    U32(CFG, channelMask, bandMask)
+}};
+
+// ---- answers of the chip operations, for a fault's "set" -----------------------------------
+
+const Desc kFmrInfo{{
+    U32(ClnkLib_FmrInfo_t, numOfNodes, nodeMask)
+    REC(ClnkLib_FmrInfo_t, nodeFmr, kNodeFmr),
+}};
+
+static_assert(sizeof(ClnkLib_FlowCode_t) == sizeof(uint32_t), "flow codes are words");
+using FL = ClnkLib_FlowListRsp_t;
+const Desc kFlowList{{
+    U32(FL, flowCode, flowUpdateCount, totalFlowIdCount, numReturnedFlowIds)
+    mac("returnedFlowId", offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, hi),
+        offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, lo), 0, MAX_FLOWS_IN_LIST),
+}};
+
+const Desc kPfp{kPfpFields};
+using FQ = ClnkLib_FlowQueryRsp_t;
+const Desc kFlowQuery{{
+    U32(FQ, flowCode, leaseTimeLeft)
+    rec("pfp", offsetof(FQ, pfp), &kPfp, 0, 0),
+    U32(FQ, dfid)
+}};
+
+const Desc kBridgeAnswer{{
+    U32(BridgeAnswer, numEntries)
+    REC(BridgeAnswer, entries, kBridgeEntry),
+}};
+
+struct Response {
+    const char* op;
+    const Desc* desc;
+    size_t size;
+};
+
+const Response kResponses[] = {
+    {"ClnkLib_GetLocalInfo", &kLocalInfo, sizeof(ClnkLib_LocalInfo_t)},
+    {"ClnkLib_GetNetInfo", &kNetInfo, sizeof(ClnkLib_NetInfo_t)},
+    {"ClnkLib_GetPhyTxProfile", &kTxProfile, sizeof(ClnkLib_PhyTxProfile_t)},
+    {"ClnkLib_GetPhyRxProfile", &kRxProfile, sizeof(ClnkLib_PhyRxProfile_t)},
+    {"ClnkLib_GetEcbStats", &kEcbStats, sizeof(ClnkLib_EcbStats_t)},
+    {"ClnkLib_GetClnkCfgV2", &kConfig, sizeof(ClnkLib_ClnkCfgV2_t)},
+    {"ClnkLib_GetClnkCfgV2Params", &kConfig, sizeof(ClnkLib_ClnkCfgV2_t)},
+    {"ClnkLib_GetPhyMisc", &kPhyMisc, sizeof(ClnkLib_PhyMisc_t)},
+    {"ClnkLib_GetCdInfo", &kCdInfo, sizeof(ClnkLib_CdInfo_t)},
+    {"ClnkLib_GetDataStats", &kDataStats, sizeof(ClnkLib_DataStats_t)},
+    {"ClnkLib_GetRlapmCfg", &kRlapm, sizeof(ClnkLib_RlapmStaticCfgV2_t)},
+    {"ClnkLib_GetSapmCfg", &kSapm, sizeof(ClnkLib_SapmStaticCfgV2_t)},
+    {"ClnkLib_GetFmrInfo", &kFmrInfo, sizeof(ClnkLib_FmrInfo_t)},
+    {"ClnkLib_GetBridgeTable", &kBridgeAnswer, sizeof(BridgeAnswer)},
+    {"ClnkLib_ListFlows", &kFlowList, sizeof(ClnkLib_FlowListRsp_t)},
+    {"ClnkLib_QueryFlow", &kFlowQuery, sizeof(ClnkLib_FlowQueryRsp_t)},
+};
+
+// ---- decoding ----------------------------------------------------------------------------
+
+bool decode_record(const ojson& obj, const Desc& d, char* base, const std::string& path, std::string* err);
+
+bool decode_text(const Field& f, const ojson& v, char* at, const std::string& path, std::string* err) {
+    uint32_t words[CLNK_SOC_VERSION_WORDS] = {};
+    const size_t nwords = f.width / sizeof(uint32_t);
+    if(v.is_string()) {
+        const auto& s = v.get_ref<const std::string&>();
+        if(s.size() > f.width) {
+            return fail(err, path, "text longer than " + std::to_string(f.width) + " characters");
         }
         for(size_t i = 0; i < s.size(); ++i) {
             words[i / 4] |= static_cast<uint32_t>(static_cast<uint8_t>(s[i])) << (24 - 8 * (i % 4));
         }
     } else if(v.is_array()) {
-        if(v.size() > f.count) {
-            return fail(err, path, "more than " + std::to_string(f.count) + " words");
+        if(v.size() > nwords) {
+            return fail(err, path, "more than " + std::to_string(nwords) + " words");
         }
         for(size_t i = 0; i < v.size(); ++i) {
             uint64_t u = 0;
-            if(!num_value(v[i], 32, join(path, std::to_string(i)), err, &u)) {
+            if(!num_value(v[i], 32, false, join(path, std::to_string(i)), err, &u)) {
                 return false;
             }
             words[i] = static_cast<uint32_t>(u);
@@ -547,61 +514,86 @@ bool decode_text(const Field& f, const ojson& v, char* base, const std::string& 
     } else {
         return fail(err, path, "expected a text or an array of words");
     }
-    std::memcpy(base + f.off, words, f.count * sizeof(uint32_t));
+    std::memcpy(at, words, f.width);
     return true;
 }
 
-bool decode_record(const ojson& obj, const Desc& d, void* rec, const std::string& path, std::string* err) {
+// One value of field `f` (one element of an array field) into the record at `at`.
+bool decode_value(const Field& f, const ojson& v, char* at, const std::string& path, std::string* err) {
+    uint64_t u = 0;
+    switch(f.form) {
+    case Form::Int:
+        if(!num_value(v, 8u * f.width, f.is_signed, path, err, &u)) {
+            return false;
+        }
+        store_int(at, f.width, u);
+        return true;
+    case Form::Bits: {
+        if(!num_value(v, f.bits, false, path, err, &u)) {
+            return false;
+        }
+        const uint32_t mask = static_cast<uint32_t>(((1ull << f.bits) - 1) << f.shift);
+        const uint32_t word = (load_word(at) & ~mask) | (static_cast<uint32_t>(u << f.shift) & mask);
+        std::memcpy(at, &word, sizeof word);
+        return true;
+    }
+    case Form::Mac: {
+        uint32_t hi = 0;
+        uint32_t lo = 0;
+        if(!v.is_string() || !parse_mac(v.get_ref<const std::string&>(), &hi, &lo)) {
+            return fail(err, path, "malformed MAC address (want \"aa:bb:cc:dd:ee:ff\")");
+        }
+        char* lo_at = at + (f.off2 - f.off);
+        lo |= load_word(lo_at) & 0xFFFFu;   // the low half of the word is not the address's
+        std::memcpy(at, &hi, sizeof hi);
+        std::memcpy(lo_at, &lo, sizeof lo);
+        return true;
+    }
+    case Form::Text:
+        return decode_text(f, v, at, path, err);
+    case Form::Pass:
+        return set_password(at, v, path, err);
+    case Form::Rec:
+        return decode_record(v, *f.sub, at, path, err);
+    case Form::Custom:
+        return f.set(at - f.off, v, path, err);
+    }
+    return false;
+}
+
+// Field `f` of the record at `base`: a value, or the elements of an array.
+bool decode_field(const Field& f, const ojson& v, char* base, const std::string& path, std::string* err) {
+    if(f.count == 0) {
+        return decode_value(f, v, base + f.off, path, err);
+    }
+    return for_each_index(v, f.count, path, err, [&](size_t i, const ojson& item, const std::string& ip) {
+        return decode_value(f, item, base + f.off + i * f.stride, ip, err);
+    });
+}
+
+bool decode_record(const ojson& obj, const Desc& d, char* base, const std::string& path, std::string* err) {
     if(!obj.is_object()) {
         return fail(err, path, "expected an object");
     }
-    char* base = static_cast<char*>(rec);
     // Friendly forms first: raw words given beside them win, so that a patch can
     // change one word of an address that the state shows in its friendly form.
-    for(const auto& [key, vp] : friendly_first(obj, [&d](const std::string& k) {
-            const Field* f = d.find(k);
-            return f != nullptr && f->kind == K::Mac;
-        })) {
-        const ojson& v = *vp;
-        const Field* f = d.find(key);
-        const std::string p = join(path, key);
-        if(f == nullptr) {
-            return fail(err, p, "unknown field");
-        }
-        bool ok = true;
-        switch(f->kind) {
-        case K::Mac: {
-            uint32_t hi = 0;
-            uint32_t lo = 0;
-            if(!v.is_string() || !parse_mac(v.get_ref<const std::string&>(), &hi, &lo)) {
-                return fail(err, p, "malformed MAC address (want \"aa:bb:cc:dd:ee:ff\")");
+    for(const bool raw : {false, true}) {
+        for(const auto& [key, v] : obj.items()) {
+            const Field* f = d.find(key);
+            if(f == nullptr) {
+                return fail(err, join(path, key), "unknown field");
             }
-            std::memcpy(base + f->off, &hi, sizeof hi);
-            std::memcpy(base + f->off2, &lo, sizeof lo);
-            break;
-        }
-        case K::Text:
-            ok = decode_text(*f, v, base, p, err);
-            break;
-        case K::Custom:
-            ok = f->set(rec, v, p, err);
-            break;
-        default:
-            if(f->count == 0) {
-                ok = decode_element(*f, v, base + f->off, p, err);
-            } else {
-                const size_t stride = f->kind == K::Rec ? f->stride : bits_of(f->kind) / 8;
-                ok = for_each_index(v, f->count, p, err, [&](size_t i, const ojson& item, const std::string& ip) {
-                    return decode_element(*f, item, base + f->off + i * stride, ip, err);
-                });
+            if(((f->flags & kRaw) != 0) == raw && !decode_field(*f, v, base, join(path, key), err)) {
+                return false;
             }
-            break;
-        }
-        if(!ok) {
-            return false;
         }
     }
     return true;
+}
+
+template <typename T>
+bool decode_into(const ojson& obj, const Desc& d, T* rec, const std::string& path, std::string* err) {
+    return decode_record(obj, d, reinterpret_cast<char*>(rec), path, err);
 }
 
 bool decode_bool(const ojson& v, const std::string& path, std::string* err, bool* out) {
@@ -609,41 +601,6 @@ bool decode_bool(const ojson& v, const std::string& path, std::string* err, bool
         return fail(err, path, "expected true or false");
     }
     *out = v.get<bool>();
-    return true;
-}
-
-bool decode_bridge_entry(const ojson& v, const std::string& path, std::string* err, ClnkLib_BridgeEntry_t* e) {
-    if(!v.is_object()) {
-        return fail(err, path, "expected an object");
-    }
-    *e = ClnkLib_BridgeEntry_t{};
-    // mac and nodeId first; raw words given beside them win.
-    for(const auto& [key, ip] : friendly_first(v, [](const std::string& k) { return k == "mac" || k == "nodeId"; })) {
-        const ojson& item = *ip;
-        const std::string p = join(path, key);
-        uint64_t u = 0;
-        if(key == "mac") {
-            uint32_t hi = 0;
-            uint32_t lo = 0;
-            if(!item.is_string() || !parse_mac(item.get_ref<const std::string&>(), &hi, &lo)) {
-                return fail(err, p, "malformed MAC address (want \"aa:bb:cc:dd:ee:ff\")");
-            }
-            e->macAddrHi = hi;
-            e->macAddrLoIds = (e->macAddrLoIds & 0xFFFFu) | lo;
-        } else if(key == "nodeId") {
-            if(!num_value(item, 16, p, err, &u)) {
-                return false;
-            }
-            e->macAddrLoIds = (e->macAddrLoIds & 0xFFFF0000u) | static_cast<uint32_t>(u);
-        } else if(key == "macAddrHi" || key == "macAddrLoIds") {
-            if(!num_value(item, 32, p, err, &u)) {
-                return false;
-            }
-            (key == "macAddrHi" ? e->macAddrHi : e->macAddrLoIds) = static_cast<uint32_t>(u);
-        } else {
-            return fail(err, p, "unknown field");
-        }
-    }
     return true;
 }
 
@@ -655,7 +612,7 @@ bool decode_flows(const ojson& v, const std::string& path, std::string* err, Nod
         const std::string p = join(path, key);
         if(key == "flowUpdateCount") {
             uint64_t u = 0;
-            if(!num_value(item, 32, p, err, &u)) {
+            if(!num_value(item, 32, false, p, err, &u)) {
                 return false;
             }
             node->flowUpdateCount = static_cast<uint32_t>(u);
@@ -669,7 +626,7 @@ bool decode_flows(const ojson& v, const std::string& path, std::string* err, Nod
             for(size_t i = 0; i < item.size(); ++i) {
                 Flow f;
                 const std::string fp = join(p, std::to_string(i));
-                if(!decode_record(item[i], kFlow, &f, fp, err)) {
+                if(!decode_into(item[i], kFlow, &f, fp, err)) {
                     return false;
                 }
                 if(!item[i].contains("flowId")) {
@@ -692,7 +649,7 @@ bool decode_node(const ojson& v, uint32_t id, const std::string& path, std::stri
         const std::string p = join(path, key);
         bool ok = true;
         if(key == "netInfo") {
-            ok = decode_record(item, kNetInfo, &node->net, p, err);
+            ok = decode_into(item, kNetInfo, &node->net, p, err);
             if(ok && item.contains("nodeId") && node->net.nodeId != id) {
                 return fail(err, join(p, "nodeId"), "differs from the node's key " + std::to_string(id));
             }
@@ -700,13 +657,13 @@ bool decode_node(const ojson& v, uint32_t id, const std::string& path, std::stri
             const bool tx = key == "txProfiles";
             ok = for_each_index(item, kMaxProfileTypes, p, err, [&](size_t i, const ojson& pv, const std::string& pp) {
                 const auto type = static_cast<uint32_t>(i);
-                return tx ? decode_record(pv, kTxProfile, &node->tx[type], pp, err)
-                          : decode_record(pv, kRxProfile, &node->rx[type], pp, err);
+                return tx ? decode_into(pv, kTxProfile, &node->tx[type], pp, err)
+                          : decode_into(pv, kRxProfile, &node->rx[type], pp, err);
             });
         } else if(key == "cdInfo") {
-            ok = decode_record(item, kCdInfo, &node->cd, p, err);
+            ok = decode_into(item, kCdInfo, &node->cd, p, err);
         } else if(key == "fmr") {
-            ok = decode_record(item, kNodeFmr, &node->fmr, p, err);
+            ok = decode_into(item, kNodeFmr, &node->fmr, p, err);
         } else if(key == "flows") {
             ok = decode_flows(item, p, err, node);
         } else {
@@ -720,75 +677,38 @@ bool decode_node(const ojson& v, uint32_t id, const std::string& path, std::stri
     return true;
 }
 
-bool decode_iface(const ojson& v, const std::string& path, std::string* err, Iface* ifc) {
+bool decode_bridge_tables(const ojson& v, const std::string& path, std::string* err, Iface* ifc) {
     if(!v.is_object()) {
         return fail(err, path, "expected an object");
     }
-    for(const auto& [key, item] : v.items()) {
-        const std::string p = join(path, key);
-        bool ok = true;
-        if(key == "present") {
-            ok = decode_bool(item, p, err, &ifc->present);
-        } else if(key == "openable") {
-            ok = decode_bool(item, p, err, &ifc->openable);
-        } else if(key == "started") {
-            ok = decode_bool(item, p, err, &ifc->started);
-        } else if(key == "localInfo") {
-            ok = decode_record(item, kLocalInfo, &ifc->local, p, err);
-        } else if(key == "config") {
-            ok = decode_record(item, kConfig, &ifc->cfg, p, err);
-        } else if(key == "phyMisc") {
-            ok = decode_record(item, kPhyMisc, &ifc->misc, p, err);
-        } else if(key == "ecbStats") {
-            ok = decode_record(item, kEcbStats, &ifc->ecb, p, err);
-        } else if(key == "dataStats") {
-            ok = decode_record(item, kDataStats, &ifc->stats, p, err);
-        } else if(key == "rlapm") {
-            ok = decode_record(item, kRlapm, &ifc->rlapm, p, err);
-        } else if(key == "sapm") {
-            ok = decode_record(item, kSapm, &ifc->sapm, p, err);
-        } else if(key == "nodes") {
-            ok = for_each_index(item, MAX_NUM_NODES, p, err, [&](size_t i, const ojson& nv, const std::string& np) {
-                const auto id = static_cast<uint32_t>(i);
-                return decode_node(nv, id, np, err, &ifc->nodes[id]);
-            });
-        } else if(key == "bridgeTables") {
-            if(!item.is_object()) {
-                return fail(err, p, "expected an object");
-            }
-            for(const auto& [tname, tv] : item.items()) {
-                const std::string tp = join(p, tname);
-                int t = 0;
-                while(t < kNumBridgeTables && tname != kBridgeTableNames[t]) {
-                    ++t;
-                }
-                if(t == kNumBridgeTables) {
-                    return fail(err, tp, "unknown bridge table (ucastDst, mcastDst, pqosFlow, ucastSrc, mcastSrc)");
-                }
-                if(!tv.is_array()) {
-                    return fail(err, tp, "expected an array of entries");
-                }
-                if(tv.size() > MAX_BRIDGE_ENTRIES) {
-                    return fail(err, tp, "more than " + std::to_string(MAX_BRIDGE_ENTRIES) + " entries");
-                }
-                auto& table = ifc->bridge[static_cast<size_t>(t)];
-                table.assign(tv.size(), ClnkLib_BridgeEntry_t{});
-                for(size_t i = 0; i < tv.size(); ++i) {
-                    if(!decode_bridge_entry(tv[i], join(tp, std::to_string(i)), err, &table[i])) {
-                        return false;
-                    }
-                }
-            }
-        } else {
-            return fail(err, p, "unknown field");
+    for(const auto& [tname, tv] : v.items()) {
+        const std::string tp = join(path, tname);
+        const auto* name = std::find_if(std::begin(kBridgeTableNames), std::end(kBridgeTableNames),
+                                        [&](const char* n) { return tname == n; });
+        if(name == std::end(kBridgeTableNames)) {
+            return fail(err, tp, "unknown bridge table (ucastDst, mcastDst, pqosFlow, ucastSrc, mcastSrc)");
         }
-        if(!ok) {
-            return false;
+        if(!tv.is_array()) {
+            return fail(err, tp, "expected an array of entries");
+        }
+        if(tv.size() > MAX_BRIDGE_ENTRIES) {
+            return fail(err, tp, "more than " + std::to_string(MAX_BRIDGE_ENTRIES) + " entries");
+        }
+        auto& table = ifc->bridge[static_cast<size_t>(name - std::begin(kBridgeTableNames))];
+        table.assign(tv.size(), ClnkLib_BridgeEntry_t{});
+        for(size_t i = 0; i < tv.size(); ++i) {
+            if(!decode_into(tv[i], kBridgeEntry, &table[i], join(tp, std::to_string(i)), err)) {
+                return false;
+            }
         }
     }
-    // Flow ids name one flow of the whole network.
+    return true;
+}
+
+// Flow ids name one flow of the whole network.
+bool check_flow_ids(const Iface& ifc, const std::string& path, std::string* err) {
     std::set<std::pair<uint32_t, uint32_t>> ids;
-    for(const auto& [id, node] : ifc->nodes) {
+    for(const auto& [id, node] : ifc.nodes) {
         for(size_t i = 0; i < node.flows.size(); ++i) {
             const auto& fid = node.flows[i].pfp.flowId;
             if(!ids.insert({fid.hi, fid.lo}).second) {
@@ -798,6 +718,46 @@ bool decode_iface(const ojson& v, const std::string& path, std::string* err, Ifa
         }
     }
     return true;
+}
+
+bool decode_iface(const ojson& v, const std::string& path, std::string* err, Iface* ifc) {
+    if(!v.is_object()) {
+        return fail(err, path, "expected an object");
+    }
+    for(const auto& [key, item] : v.items()) {
+        const std::string p = join(path, key);
+        bool ok = true;
+        if(key == "present" || key == "openable" || key == "started") {
+            ok = decode_bool(item, p, err, key == "present" ? &ifc->present : key == "openable" ? &ifc->openable : &ifc->started);
+        } else if(key == "localInfo") {
+            ok = decode_into(item, kLocalInfo, &ifc->local, p, err);
+        } else if(key == "config") {
+            ok = decode_into(item, kConfig, &ifc->cfg, p, err);
+        } else if(key == "phyMisc") {
+            ok = decode_into(item, kPhyMisc, &ifc->misc, p, err);
+        } else if(key == "ecbStats") {
+            ok = decode_into(item, kEcbStats, &ifc->ecb, p, err);
+        } else if(key == "dataStats") {
+            ok = decode_into(item, kDataStats, &ifc->stats, p, err);
+        } else if(key == "rlapm") {
+            ok = decode_into(item, kRlapm, &ifc->rlapm, p, err);
+        } else if(key == "sapm") {
+            ok = decode_into(item, kSapm, &ifc->sapm, p, err);
+        } else if(key == "nodes") {
+            ok = for_each_index(item, MAX_NUM_NODES, p, err, [&](size_t i, const ojson& nv, const std::string& np) {
+                const auto id = static_cast<uint32_t>(i);
+                return decode_node(nv, id, np, err, &ifc->nodes[id]);
+            });
+        } else if(key == "bridgeTables") {
+            ok = decode_bridge_tables(item, p, err, ifc);
+        } else {
+            return fail(err, p, "unknown field");
+        }
+        if(!ok) {
+            return false;
+        }
+    }
+    return check_flow_ids(*ifc, path, err);
 }
 
 // ---- encoding ----------------------------------------------------------------------------
@@ -810,30 +770,16 @@ ojson number_json(uint64_t u) {
     return ojson(u);
 }
 
-ojson encode_record(const void* rec, const Desc& d);
+ojson encode_record(const char* base, const Desc& d);
 
-ojson encode_element(const Field& f, const char* where) {
-    switch(f.kind) {
-    case K::U8: { uint8_t x; std::memcpy(&x, where, sizeof x); return x ? ojson(x) : ojson(); }
-    case K::U16: { uint16_t x; std::memcpy(&x, where, sizeof x); return x ? ojson(x) : ojson(); }
-    case K::U32: { uint32_t x; std::memcpy(&x, where, sizeof x); return x ? ojson(x) : ojson(); }
-    case K::I32: { int32_t x; std::memcpy(&x, where, sizeof x); return x ? ojson(x) : ojson(); }
-    case K::U64: { uint64_t x; std::memcpy(&x, where, sizeof x); return x ? number_json(x) : ojson(); }
-    case K::Rec: {
-        ojson o = encode_record(where, *f.sub);
-        return o.empty() ? ojson() : o;
-    }
-    default: return ojson();
-    }
-}
-
-ojson encode_text(const Field& f, const char* base) {
+ojson encode_text(const Field& f, const char* at) {
     uint32_t words[CLNK_SOC_VERSION_WORDS] = {};
-    std::memcpy(words, base + f.off, f.count * sizeof(uint32_t));
+    const size_t nwords = f.width / sizeof(uint32_t);
+    std::memcpy(words, at, f.width);
     std::string s;
     bool ended = false;
     bool clean = true;
-    for(size_t i = 0; i < f.count * 4; ++i) {
+    for(size_t i = 0; i < f.width; ++i) {
         auto c = static_cast<unsigned char>(words[i / 4] >> (24 - 8 * (i % 4)));
         if(c == 0) {
             ended = true;
@@ -847,76 +793,91 @@ ojson encode_text(const Field& f, const char* base) {
         return s.empty() ? ojson() : ojson(s);
     }
     ojson arr = ojson::array();
-    for(size_t i = 0; i < f.count; ++i) {
+    for(size_t i = 0; i < nwords; ++i) {
         arr.push_back(words[i]);
     }
     return arr;
 }
 
-ojson encode_record(const void* rec, const Desc& d) {
-    const char* base = static_cast<const char*>(rec);
-    ojson out = ojson::object();
-    std::set<std::string> skip;
-    for(const auto& f : d.fields) {
-        if(skip.count(f.name) != 0) {
-            continue;
+// One value of field `f` at `at`; null for zero (left out of the sparse form).
+ojson encode_value(const Field& f, const char* at) {
+    switch(f.form) {
+    case Form::Int: {
+        const uint64_t u = load_int(at, f.width, f.is_signed);
+        if(u == 0) {
+            return ojson();
+        }
+        return f.is_signed ? ojson(static_cast<int64_t>(u)) : number_json(u);
+    }
+    case Form::Bits: {
+        const uint32_t x = (load_word(at) >> f.shift) & static_cast<uint32_t>((1ull << f.bits) - 1);
+        return x != 0 ? ojson(x) : ojson();
+    }
+    case Form::Mac: {
+        const uint32_t hi = load_word(at);
+        const uint32_t lo = load_word(at + (f.off2 - f.off)) & 0xFFFF0000u;
+        return hi != 0 || lo != 0 ? ojson(mac_text(hi, lo)) : ojson();
+    }
+    case Form::Text:
+        return encode_text(f, at);
+    case Form::Pass:
+        return *at != 0 ? password_json(at) : ojson();
+    case Form::Rec: {
+        ojson o = encode_record(at, *f.sub);
+        return o.empty() ? ojson() : o;
+    }
+    case Form::Custom:
+        return f.get(at - f.off);
+    }
+    return ojson();
+}
+
+ojson encode_field(const Field& f, const char* base) {
+    if(f.count == 0) {
+        ojson v = encode_value(f, base + f.off);
+        if(v.is_null() && (f.flags & kKeep) != 0) {
+            v = f.form == Form::Mac ? ojson(mac_text(0, 0)) : ojson(0);
+        }
+        return v;
+    }
+    if(f.form == Form::Int && f.width == 1) {
+        // Byte arrays (margins) read best as one JSON array without its trailing zeros.
+        const char* bytes = base + f.off;
+        size_t n = f.count;
+        while(n > 0 && bytes[n - 1] == 0) {
+            --n;
         }
         ojson v;
-        switch(f.kind) {
-        case K::Mac: {
-            uint32_t hi = 0;
-            uint32_t lo = 0;
-            std::memcpy(&hi, base + f.off, sizeof hi);
-            std::memcpy(&lo, base + f.off2, sizeof lo);
-            if((lo & 0xFFFFu) != 0 && f.raw_hi != nullptr) {
-                continue;   // not an address alone: the raw words carry it
-            }
-            if(f.raw_hi != nullptr) {
-                skip.insert(f.raw_hi);
-                skip.insert(f.raw_lo);
-            }
-            if(hi != 0 || lo != 0) {
-                v = mac_text(hi, lo);
-            }
-            break;
+        for(size_t i = 0; i < n; ++i) {
+            v.push_back(static_cast<uint8_t>(bytes[i]));
         }
-        case K::Text:
-            v = encode_text(f, base);
-            break;
-        case K::Custom:
-            v = f.get(rec);
-            break;
-        default:
-            if(f.count == 0) {
-                v = encode_element(f, base + f.off);
-            } else if(f.kind == K::U8) {
-                // Byte arrays (margins) read best as one JSON array without its trailing zeros.
-                const auto* bytes = reinterpret_cast<const uint8_t*>(base + f.off);
-                size_t n = f.count;
-                while(n > 0 && bytes[n - 1] == 0) {
-                    --n;
-                }
-                if(n > 0) {
-                    v = ojson::array();
-                    for(size_t i = 0; i < n; ++i) {
-                        v.push_back(bytes[i]);
-                    }
-                }
-            } else {
-                const size_t stride = f.kind == K::Rec ? f.stride : bits_of(f.kind) / 8;
-                ojson items = ojson::object();
-                for(size_t i = 0; i < f.count; ++i) {
-                    ojson item = encode_element(f, base + f.off + i * stride);
-                    if(!item.is_null()) {
-                        items[std::to_string(i)] = std::move(item);
-                    }
-                }
-                if(!items.empty()) {
-                    v = std::move(items);
-                }
-            }
-            break;
+        return v;
+    }
+    ojson items = ojson::object();
+    for(size_t i = 0; i < f.count; ++i) {
+        ojson item = encode_value(f, base + f.off + i * f.stride);
+        if(!item.is_null()) {
+            items[std::to_string(i)] = std::move(item);
         }
+    }
+    return items.empty() ? ojson() : items;
+}
+
+// A raw word is written only where the address beside it cannot carry it.
+bool raw_words_needed(const char* base, const Desc& d) {
+    return std::any_of(d.fields.begin(), d.fields.end(), [base](const Field& f) {
+        return (f.flags & kRawOwner) != 0 && (load_word(base + f.off2) & 0xFFFFu) != 0;
+    });
+}
+
+ojson encode_record(const char* base, const Desc& d) {
+    const bool raw = raw_words_needed(base, d);
+    ojson out = ojson::object();
+    for(const auto& f : d.fields) {
+        if((f.flags & kRaw) != 0 ? !raw : (raw && (f.flags & kRawOwner) != 0)) {
+            continue;
+        }
+        ojson v = encode_field(f, base);
         if(!v.is_null()) {
             out[f.name] = std::move(v);
         }
@@ -925,76 +886,179 @@ ojson encode_record(const void* rec, const Desc& d) {
 }
 
 template <typename T>
+ojson encode(const T& rec, const Desc& d) {
+    return encode_record(reinterpret_cast<const char*>(&rec), d);
+}
+
+template <typename T>
 bool all_zero(const T& rec) {
     const auto* p = reinterpret_cast<const unsigned char*>(&rec);
-    for(size_t i = 0; i < sizeof(T); ++i) {
-        if(p[i] != 0) {
-            return false;
+    return std::all_of(p, p + sizeof(T), [](unsigned char c) { return c == 0; });
+}
+
+// Records keyed by profile type, those with anything set.
+template <typename T>
+void put_profiles(ojson& out, const char* key, const std::map<uint32_t, T>& profiles, const Desc& d) {
+    ojson o = ojson::object();
+    for(const auto& [type, p] : profiles) {
+        if(!all_zero(p)) {
+            o[std::to_string(type)] = encode(p, d);
         }
     }
-    return true;
+    if(!o.empty()) {
+        out[key] = std::move(o);
+    }
+}
+
+template <typename T>
+void put_record(ojson& out, const char* key, const T& rec, const Desc& d) {
+    ojson o = encode(rec, d);
+    if(!o.empty()) {
+        out[key] = std::move(o);
+    }
 }
 
 ojson encode_node(const Node& n) {
     ojson out = ojson::object();
-    ojson net = encode_record(&n.net, kNetInfo);
+    ojson net = encode(n.net, kNetInfo);
     net.erase("nodeId");
     if(!net.empty()) {
         out["netInfo"] = std::move(net);
     }
-    ojson tx = ojson::object();
-    for(const auto& [type, p] : n.tx) {
-        if(!all_zero(p)) {
-            tx[std::to_string(type)] = encode_record(&p, kTxProfile);
-        }
-    }
-    if(!tx.empty()) {
-        out["txProfiles"] = std::move(tx);
-    }
-    ojson rx = ojson::object();
-    for(const auto& [type, p] : n.rx) {
-        if(!all_zero(p)) {
-            rx[std::to_string(type)] = encode_record(&p, kRxProfile);
-        }
-    }
-    if(!rx.empty()) {
-        out["rxProfiles"] = std::move(rx);
-    }
+    put_profiles(out, "txProfiles", n.tx, kTxProfile);
+    put_profiles(out, "rxProfiles", n.rx, kRxProfile);
     if(!all_zero(n.cd)) {
-        out["cdInfo"] = encode_record(&n.cd, kCdInfo);
+        out["cdInfo"] = encode(n.cd, kCdInfo);
     }
     if(!all_zero(n.fmr)) {
-        out["fmr"] = encode_record(&n.fmr, kNodeFmr);
+        out["fmr"] = encode(n.fmr, kNodeFmr);
     }
     if(n.flowUpdateCount != 0 || !n.flows.empty()) {
         ojson flows = ojson::object();
         flows["flowUpdateCount"] = n.flowUpdateCount;
         flows["list"] = ojson::array();
         for(const auto& f : n.flows) {
-            ojson fo = encode_record(&f, kFlow);
-            if(!fo.contains("flowId")) {
-                // The zero address is still an id: keep it so that the flow stays a flow.
-                ojson withId = ojson::object();
-                withId["flowId"] = mac_text(0, 0);
-                withId.update(fo);
-                fo = std::move(withId);
-            }
-            flows["list"].push_back(std::move(fo));
+            flows["list"].push_back(encode(f, kFlow));
         }
         out["flows"] = std::move(flows);
     }
     return out;
 }
 
-template <typename T>
-void put_record(ojson& out, const char* key, const T& rec, const Desc& d) {
-    ojson o = encode_record(&rec, d);
-    if(!o.empty()) {
-        out[key] = std::move(o);
+// ---- a fault's "set" ---------------------------------------------------------------------
+
+// One byte of a pass phrase slot, reached as "mocaPassword.N.K": lets a set leave out the end.
+const Field kPassByte = num<uint8_t>("byte", 0);
+
+std::vector<std::string> split_path(const std::string& dotted) {
+    std::vector<std::string> out;
+    size_t start = 0;
+    for(size_t dot = dotted.find('.'); dot != std::string::npos; dot = dotted.find('.', start)) {
+        out.push_back(dotted.substr(start, dot - start));
+        start = dot + 1;
+    }
+    out.push_back(dotted.substr(start));
+    return out;
+}
+
+// "entries.3.nodeId" within record `d`: the field and where its value lies in the record.
+bool resolve(const Desc& top, const std::string& dotted, const std::string& path, FieldSet* out, std::string* err) {
+    const auto seg = split_path(dotted);
+    const Desc* d = &top;
+    size_t base = 0;
+    for(size_t i = 0; i < seg.size(); ++i) {
+        const Field* f = d->find(seg[i]);
+        if(f == nullptr) {
+            return fail(err, path, "unknown field \"" + seg[i] + "\"");
+        }
+        size_t at = base + f->off;
+        const bool indexed = f->count > 0 && i + 1 < seg.size();
+        if(indexed) {
+            size_t idx = 0;
+            if(!parse_index(seg[++i], f->count, &idx)) {
+                return fail(err, path, "\"" + seg[i] + "\": " + index_range(f->count));
+            }
+            at += idx * f->stride;
+        }
+        if(i + 1 == seg.size()) {
+            *out = FieldSet{f, indexed ? at : base, indexed, ojson()};
+            return true;
+        }
+        if(indexed && f->form == Form::Pass) {
+            size_t b = 0;
+            if(!parse_index(seg[++i], CLNK_PASSWORD_LEN, &b) || i + 1 != seg.size()) {
+                return fail(err, path, "a pass phrase byte is \"mocaPassword.N.K\", K below 18");
+            }
+            *out = FieldSet{&kPassByte, at + b, true, ojson()};
+            return true;
+        }
+        if(f->form != Form::Rec || (f->count > 0 && !indexed)) {
+            return fail(err, path, "\"" + seg[i] + "\" has no field \"" + seg[i + 1] + "\"");
+        }
+        d = f->sub;
+        base = at;
+    }
+    return false;
+}
+
+bool apply_set(const FieldSet& s, char* rsp, const std::string& path, std::string* err) {
+    if(s.element) {
+        return decode_value(*s.field, s.value, rsp + s.at, path, err);
+    }
+    return decode_field(*s.field, s.value, rsp + s.at, path, err);
+}
+
+// The chip delivers every 64-bit counter with its halves exchanged: so does a set one.
+void swap_counters(const FieldSet& s, char* base) {
+    if(s.field->form != Form::Int || s.field->width != 8) {
+        return;
+    }
+    const size_t n = s.element || s.field->count == 0 ? 1 : s.field->count;
+    char* first = base + s.at + (s.element ? 0 : s.field->off);
+    for(size_t i = 0; i < n; ++i) {
+        const uint64_t v = load_int(first + i * 8, 8, false);
+        store_int(first + i * 8, 8, (v << 32) | (v >> 32));
     }
 }
 
 }  // namespace
+
+bool parse_sets(const std::string& op, const ojson& set, const std::string& path, std::vector<FieldSet>* out,
+                std::string* err) {
+    const auto* r = std::find_if(std::begin(kResponses), std::end(kResponses),
+                                 [&](const Response& x) { return op == x.op; });
+    if(r == std::end(kResponses)) {
+        return fail(err, path, op + " answers no record to set");
+    }
+    if(!set.is_object()) {
+        return fail(err, path, "expected an object of field paths and values");
+    }
+    // Each value is checked by writing it into a scratch answer.
+    std::vector<char> scratch(r->size);
+    for(const auto& [key, value] : set.items()) {
+        const std::string p = join(path, key);
+        FieldSet s;
+        if(!resolve(*r->desc, key, p, &s, err)) {
+            return false;
+        }
+        s.value = value;
+        if(!apply_set(s, scratch.data(), p, err)) {
+            return false;
+        }
+        out->push_back(std::move(s));
+    }
+    return true;
+}
+
+void apply_sets(const std::vector<FieldSet>& sets, void* rsp) {
+    char* base = static_cast<char*>(rsp);
+    for(const auto& s : sets) {
+        // Counters are set as true values: unpacked, written, packed again.
+        swap_counters(s, base);
+        apply_set(s, base, "", nullptr);   // checked when armed: cannot fail
+        swap_counters(s, base);
+    }
+}
 
 bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signed, uint64_t* out_unsigned,
                std::string* why) {
@@ -1158,8 +1222,7 @@ ojson encode_scenario(const State& state) {
             }
             ojson arr = ojson::array();
             for(const auto& e : table) {
-                arr.push_back({{"mac", mac_text(e.macAddrHi, e.macAddrLoIds & 0xFFFF0000u)},
-                               {"nodeId", e.macAddrLoIds & 0xFFFFu}});
+                arr.push_back(encode(e, kBridgeEntry));
             }
             tables[kBridgeTableNames[t]] = std::move(arr);
         }

@@ -12,8 +12,9 @@
 namespace clnksim::detail {
 
 struct ArmedFault {
-    Fault fault;         // op normalised to its "ClnkLib_" name
-    uint64_t seen = 0;   // calls of the op since arming
+    Fault fault;                  // op normalised to its "ClnkLib_" name
+    std::vector<FieldSet> sets;   // fault.set resolved in the answer's fields
+    uint64_t seen = 0;            // calls of the op since arming
 };
 
 struct Sim {
@@ -37,6 +38,7 @@ struct FaultHit {
     std::optional<int32_t> rc;                  // fail with this code, filling nothing
     std::optional<uint32_t> flow_code;          // rc 0: replace the flow code
     int32_t flow_update_count_delta = 0;        // rc 0: add to flowUpdateCount
+    std::vector<FieldSet> sets;                 // rc 0: fields of the answer to overwrite
 };
 FaultHit take_fault(const std::string& op);
 
@@ -45,8 +47,8 @@ FaultHit take_fault(const std::string& op);
 std::string faultable_op(const std::string& name);
 
 // The script form of a fault, parsed and checked (op faultable, flow fields only where
-// the op has them) but not armed; op normalised. Messages start with `path`:
-// "fault.skip: ...", "faults.2.op: ...".
-bool parse_fault(const ojson& fault, const std::string& path, Fault* out, std::string* err);
+// the op has them, set paths and values) but not armed; op normalised. Messages start
+// with `path`: "fault.skip: ...", "faults.2.set.numEntries: ...".
+bool parse_fault(const ojson& fault, const std::string& path, ArmedFault* out, std::string* err);
 
 }  // namespace clnksim::detail

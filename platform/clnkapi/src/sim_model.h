@@ -63,6 +63,12 @@ struct State {
     Iface* find(const std::string& name);
 };
 
+// The answer of ClnkLib_GetBridgeTable in one record: the count and the entries.
+struct BridgeAnswer {
+    uint32_t numEntries;
+    ClnkLib_BridgeEntry_t entries[MAX_BRIDGE_ENTRIES];
+};
+
 // Names of the bridge tables in the scenario, indexed by CLNK_BRIDGE_*.
 extern const char* const kBridgeTableNames[kNumBridgeTables];
 
@@ -75,6 +81,25 @@ ojson encode_scenario(const State& state);
 // strings, range-checked for a field of `bits` width (signed: two's complement).
 bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signed,
                uint64_t* out_unsigned, std::string* why);
+
+struct Field;   // a field of a chip record, from the tables of scenario.cpp
+
+// One value of a fault's "set": a field of an operation's answer (an element of it where
+// `element`) at byte `at` of the answer, or of the record at `at` that holds it.
+struct FieldSet {
+    const Field* field = nullptr;
+    size_t at = 0;
+    bool element = false;
+    ojson value;
+};
+
+// A fault's "set" object for `op` ({"entries.3.nodeId": 40, ...}): each path resolved in
+// the answer's field table and its value checked like a scenario's. Messages start with
+// `path` ("fault.set.entries.3.nodeId: ...").
+bool parse_sets(const std::string& op, const ojson& set, const std::string& path, std::vector<FieldSet>* out,
+                std::string* err);
+// Writes checked values into an answer of that op as the chip delivers it.
+void apply_sets(const std::vector<FieldSet>& sets, void* answer);
 
 // Sets *err (when given) to "path: what", "scenario: what" for the top level; false.
 bool fail(std::string* err, const std::string& path, const std::string& what);
