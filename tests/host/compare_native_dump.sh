@@ -17,6 +17,12 @@ dump() {
 }
 dump "$native" >"$scratch/native.json"
 dump "$@" >"$scratch/target.json"
+for side in native target; do
+    if ! grep -q '"summary"' "$scratch/$side.json"; then
+        echo "the $side moca-host made no complete dump" >&2
+        exit 1
+    fi
+done
 if ! cmp "$scratch/native.json" "$scratch/target.json"; then
     diff "$scratch/native.json" "$scratch/target.json" | head -40
     exit 1
