@@ -42,11 +42,10 @@ protected:
         return s.str();
     }
 
-    // Runs moca-host with the arguments (already quoted for the shell), through
-    // the emulator when the build is for another machine.
+    // Runs moca-host with the arguments (already quoted for the shell).
     Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
-        std::string cmd = std::string(MOCA_HOST_LAUNCHER) + "'" + MOCA_HOST_BIN + "' " + args + " <" +
-            stdin_file + " >'" + path("out") + "' 2>'" + path("err") + "'";
+        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" +
+            path("out") + "' 2>'" + path("err") + "'";
         Outcome r;
         int rc = std::system(cmd.c_str());
         r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
