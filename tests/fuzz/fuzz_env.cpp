@@ -257,6 +257,14 @@ void walk(const std::string& name, const Codes& codes) {
     for(Fn fn : {Fn::cfg, Fn::static_info, Fn::dyn, Fn::stats, Fn::qos}) {
         call_named(fn, name, 0, codes);
     }
+    amxc_var_t args;
+    amxc_var_init(&args);
+    amxc_var_set_type(&args, AMXC_VAR_ID_HTABLE);
+    amxc_var_add_new_key_cstring_t(&args, "InternalName", name.c_str());
+    amxc_var_add_new_key_bool(&args, "PreferredNC", true);
+    amxc_var_add_new_key_uint32_t(&args, "TxPowerLimit", 7);
+    call(Fn::set_cfg, &args, nullptr, codes);
+    amxc_var_clean(&args);
     for(uint32_t id = 1; id <= 16; id++) {
         call_named(Fn::node, name, id, codes);
         call_named(Fn::bridge, name, id, codes);

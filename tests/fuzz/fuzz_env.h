@@ -52,8 +52,8 @@ void destroy_records(const Codes& codes);
 // Whether no cache timer runs (none must, once every record is gone).
 bool timers_idle();
 
-// A host's walk over one interface: presence, creation, every report, the
-// first and last entries of every table, destruction.
+// A host's walk over one interface: presence, creation, every report, one
+// configuration change, the first and last entries of every table, destruction.
 void walk(const std::string& name, const Codes& codes);
 
 // Moves the virtual clock on, running timers on the way; checks no handle is open.
