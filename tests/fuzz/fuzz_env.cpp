@@ -232,10 +232,6 @@ bool take_chip_written() {
     return written;
 }
 
-std::set<std::string>& records() {
-    return g_records;
-}
-
 void destroy_records(const Codes& codes) {
     const std::set<std::string> names = g_records;
     for(const std::string& name : names) {

@@ -44,8 +44,6 @@ int call_named(Fn fn, const std::string& name, uint32_t id, const Codes& codes);
 // stopped) since the last time this was asked.
 bool take_chip_written();
 
-// The names for which create-moca-iface succeeded and no destroy since.
-std::set<std::string>& records();
 // Destroys every record created so far (each must go) and checks that no
 // cache timer is left running.
 void destroy_records(const Codes& codes);
