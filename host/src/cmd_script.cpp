@@ -217,6 +217,22 @@ bool blank(const std::string& text) {
 
 } // namespace
 
+std::string run_script_line(Session& session, const std::string& text) {
+    if(blank(text)) {
+        return std::string();
+    }
+    ScriptRunner runner(session);
+    json result;
+    try {
+        result = runner.run_line(json::parse(text));
+    } catch(const json::exception& e) {
+        result = error_line(std::string("malformed line: ") + e.what());
+    } catch(const std::exception& e) {
+        result = error_line(e.what());
+    }
+    return to_line(result);
+}
+
 int run_script(const Options& opt) {
     std::ifstream file;
     std::istream* in = &std::cin;
@@ -234,22 +250,12 @@ int run_script(const Options& opt) {
     if(!session.start()) {
         return 1;
     }
-    ScriptRunner runner(session);
-
     std::string text;
     while(std::getline(*in, text)) {
-        if(blank(text)) {
+        std::string out = run_script_line(session, text);
+        if(out.empty()) {
             continue;
         }
-        json result;
-        try {
-            result = runner.run_line(json::parse(text));
-        } catch(const json::exception& e) {
-            result = error_line(std::string("malformed line: ") + e.what());
-        } catch(const std::exception& e) {
-            result = error_line(e.what());
-        }
-        std::string out = to_line(result);
         std::fwrite(out.data(), 1, out.size(), stdout);
         std::fputc('\n', stdout);
         std::fflush(stdout);

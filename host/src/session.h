@@ -44,5 +44,7 @@ int run_dump(const Options& opt);
 int run_script(const Options& opt);
 int run_health(const Options& opt);
 int run_report(const Options& opt);
+// The answer to one script line (without the newline); empty for a blank line.
+std::string run_script_line(Session& session, const std::string& text);
 
 } // namespace host

@@ -379,6 +379,10 @@ TEST(VariantCopy, CompareAcrossTypesAndNulls) {
              amxc_var_set(int32_t, a, -1);
              amxc_var_set(int64_t, b, -2);
          }, 1},
+        {"empty table vs empty table", [](amxc_var_t* a, amxc_var_t* b) {   // no key buffer to sort
+             amxc_var_set_type(a, AMXC_VAR_ID_HTABLE);
+             amxc_var_set_type(b, AMXC_VAR_ID_HTABLE);
+         }, 0},
     };
     for(const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -313,10 +313,12 @@ amxc_array_t* amxc_htable_get_sorted_keys(const amxc_htable_t* const htable) {
     for(amxc_htable_it_t* it = amxc_htable_get_first(htable); it != nullptr; it = amxc_htable_it_get_next(it)) {
         keys->buffer[n++].data = it->key;
     }
-    qsort(keys->buffer, n, sizeof(amxc_array_it_t), [](const void* a, const void* b) {
-        return strcmp(static_cast<const char*>(static_cast<const amxc_array_it_t*>(a)->data),
-                      static_cast<const char*>(static_cast<const amxc_array_it_t*>(b)->data));
-    });
+    if(n > 1) {    // an empty table has no buffer, and qsort takes none
+        qsort(keys->buffer, n, sizeof(amxc_array_it_t), [](const void* a, const void* b) {
+            return strcmp(static_cast<const char*>(static_cast<const amxc_array_it_t*>(a)->data),
+                          static_cast<const char*>(static_cast<const amxc_array_it_t*>(b)->data));
+        });
+    }
     keys->first_used = 0;
     keys->last_used = n > 0 ? n - 1 : 0;
     return keys;

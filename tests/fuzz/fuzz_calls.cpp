@@ -1,0 +1,319 @@
+// The module's eighteen functions under arbitrary use. The input is a program:
+// each step calls a function with an argument variant built from the bytes
+// (any key, any type, any Id, names of any length, NULL args or ret), moves
+// the virtual clock on, arms a chip fault or patches the simulated network.
+// Every call's outcome is checked (fuzz_env.h). Each input starts from the
+// same network with no record, so inputs are independent.
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <amxc/amxc.h>
+#include <clnksim.h>
+#include <nlohmann/json.hpp>
+
+#include "fuzz_env.h"
+
+namespace {
+
+using fuzzenv::Fn;
+using ojson = nlohmann::ordered_json;
+
+constexpr const char* arg_keys[] = {
+    "InternalName", "Id", "Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper",
+    "FreqCurrentMaskSetting", "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit",
+    "NodeTabooMask", "internalname", "",
+};
+
+constexpr const char* known_names[] = {"moca0", "moca1", "moca2", "", "moca0123456789a", "moca0123456789ab"};
+
+constexpr const char* chip_ops[] = {
+    "ClnkLib_OpenByName", "ClnkLib_ListNames", "ClnkLib_GetLocalInfo", "ClnkLib_GetNetInfo",
+    "ClnkLib_GetPhyTxProfile", "ClnkLib_GetPhyRxProfile", "ClnkLib_GetCdInfo", "ClnkLib_GetFmrInfo",
+    "ClnkLib_GetBridgeTable", "ClnkLib_ListFlows", "ClnkLib_QueryFlow", "ClnkLib_GetClnkCfgV2Params",
+    "ClnkLib_SetClnkCfgV2Params", "ClnkLib_Start", "ClnkLib_Stop", "ClnkLib_GetPhyMisc", "ClnkLib_GetEcbStats",
+    "ClnkLib_GetDataStats", "ClnkLib_GetRlapmCfg", "ClnkLib_GetSapmCfg", "GetNetInfo", "ListFlows", "Close",
+};
+
+// Places in an interface's state that a patch may set, with the kind of value.
+enum class Val { u32, small, boolean, node, flows, bridges, margins };
+struct PatchPoint {
+    const char* path;          // '/'-separated; N is replaced by a node id
+    Val val;
+};
+constexpr PatchPoint patch_points[] = {
+    {"present", Val::boolean}, {"openable", Val::boolean}, {"started", Val::boolean},
+    {"localInfo/nodeId", Val::small}, {"localInfo/ncNodeId", Val::small}, {"localInfo/backupNodeId", Val::small},
+    {"localInfo/lmoNodeId", Val::small}, {"localInfo/linkStatus", Val::small},
+    {"localInfo/networkState", Val::small}, {"localInfo/networkMocaVer", Val::u32},
+    {"localInfo/activeNodeBitmask", Val::u32}, {"localInfo/sleepM1NodeBitmask", Val::u32},
+    {"localInfo/tabooMask", Val::u32}, {"nodes/N", Val::node}, {"nodes/N/netInfo/mocaVer", Val::u32},
+    {"nodes/N/netInfo/protoSupport", Val::u32}, {"nodes/N/flows", Val::flows},
+    {"nodes/N/txProfiles/13/txPhyrate", Val::u32}, {"nodes/N/rxProfiles/14/rxPhyrate", Val::u32},
+    {"nodes/N/fmr/validInfo", Val::u32}, {"config/securityMode", Val::small}, {"config/tabooMask", Val::u32},
+    {"config/preferredNcMode", Val::small}, {"bridgeTables/ucastDst", Val::bridges},
+    {"bridgeTables/pqosFlow", Val::bridges}, {"rlapm/rlapmProfileId", Val::small},
+    {"sapm/sapmProfileId", Val::small}, {"rlapm/profiles/N", Val::margins}, {"sapm/profiles/N", Val::margins},
+    {"dataStats/txTotalPkts", Val::u32},
+};
+
+std::string mac(uint32_t n) {
+    char text[18];
+    std::snprintf(text, sizeof(text), "00:11:22:33:%02x:%02x", (n >> 8) & 0xff, n & 0xff);
+    return text;
+}
+
+struct Program {
+    FuzzedDataProvider& in;
+    fuzzenv::Codes codes;
+    bool patched = false;
+
+    template <typename T> T pick(const T* table, size_t n) {
+        return table[in.ConsumeIntegralInRange<size_t>(0, n - 1)];
+    }
+
+    std::string name() {
+        if(in.ConsumeBool()) {
+            return in.ConsumeRandomLengthString(40);
+        }
+        return known_names[in.ConsumeIntegralInRange<size_t>(0, std::size(known_names) - 1)];
+    }
+
+    // Any variant: a scalar of every type, or a list or table of more.
+    void value(amxc_var_t* v, int depth) {
+        switch(in.ConsumeIntegralInRange<int>(0, depth < 2 ? 13 : 11)) {
+        case 0: break;
+        case 1: amxc_var_set_cstring_t(v, name().c_str()); break;
+        case 2: amxc_var_set_csv_string_t(v, name().c_str()); break;
+        case 3: amxc_var_set_bool(v, in.ConsumeBool()); break;
+        case 4: amxc_var_set_int8_t(v, in.ConsumeIntegral<int8_t>()); break;
+        case 5: amxc_var_set_uint16_t(v, in.ConsumeIntegral<uint16_t>()); break;
+        case 6: amxc_var_set_int32_t(v, in.ConsumeIntegral<int32_t>()); break;
+        case 7: amxc_var_set_uint32_t(v, in.ConsumeIntegral<uint32_t>()); break;
+        case 8: amxc_var_set_int64_t(v, in.ConsumeIntegral<int64_t>()); break;
+        case 9: amxc_var_set_uint64_t(v, in.ConsumeIntegral<uint64_t>()); break;
+        case 10: amxc_var_set_double(v, in.ConsumeFloatingPoint<double>()); break;
+        case 11: amxc_var_set_ssv_string_t(v, name().c_str()); break;
+        case 12:
+            amxc_var_set_type(v, AMXC_VAR_ID_LIST);
+            for(int n = in.ConsumeIntegralInRange<int>(0, 3); n > 0; n--) {
+                value(amxc_var_add_new(v), depth + 1);
+            }
+            break;
+        default: table(v, depth + 1); break;
+        }
+    }
+
+    void table(amxc_var_t* v, int depth) {
+        amxc_var_set_type(v, AMXC_VAR_ID_HTABLE);
+        for(int n = in.ConsumeIntegralInRange<int>(0, 4); n > 0; n--) {
+            std::string key = in.ConsumeBool() ? pick(arg_keys, std::size(arg_keys)) : in.ConsumeRandomLengthString(20);
+            value(amxc_var_add_new_key(v, key.c_str()), depth);
+        }
+    }
+
+    // Mostly a well-formed argument table with a name and maybe an Id, with
+    // arbitrary further keys; sometimes anything at all.
+    void args(amxc_var_t* v) {
+        if(in.ConsumeIntegralInRange<int>(0, 7) == 0) {
+            value(v, 0);
+            return;
+        }
+        amxc_var_set_type(v, AMXC_VAR_ID_HTABLE);
+        amxc_var_add_new_key_cstring_t(v, "InternalName", name().c_str());
+        if(in.ConsumeBool()) {
+            uint32_t id = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+            amxc_var_add_new_key_uint32_t(v, "Id", id);
+        }
+        for(int n = in.ConsumeIntegralInRange<int>(0, 3); n > 0; n--) {
+            value(amxc_var_add_new_key(v, pick(arg_keys, std::size(arg_keys))), 1);
+        }
+    }
+
+    void call() {
+        Fn fn = static_cast<Fn>(in.ConsumeIntegralInRange<unsigned>(0, static_cast<unsigned>(Fn::count) - 1));
+        int mode = in.ConsumeIntegralInRange<int>(0, 15);
+        amxc_var_t a;
+        amxc_var_t r;
+        amxc_var_init(&a);
+        amxc_var_init(&r);
+        if(mode != 0) {
+            args(&a);
+        }
+        if(mode == 2) {
+            value(&r, 1);        // a ret that already holds something
+        }
+        fuzzenv::call(fn, mode == 0 ? nullptr : &a, mode == 1 ? nullptr : &r, codes);
+        amxc_var_clean(&a);
+        amxc_var_clean(&r);
+    }
+
+    int32_t fault_code() {
+        switch(in.ConsumeIntegralInRange<int>(0, 3)) {
+        case 0: return -1;
+        case 1: return 0;
+        case 2: return in.ConsumeIntegralInRange<int32_t>(-6, 6);
+        default: return in.ConsumeIntegral<int32_t>();
+        }
+    }
+
+    void fault() {
+        clnksim::Fault f;
+        f.op = in.ConsumeBool() ? pick(chip_ops, std::size(chip_ops)) : in.ConsumeRandomLengthString(24);
+        f.skip = in.ConsumeIntegralInRange<uint32_t>(0, in.ConsumeBool() ? 8 : 300);
+        f.times = in.ConsumeBool() ? 1 : in.ConsumeIntegral<uint32_t>();
+        f.rc = fault_code();
+        if(in.ConsumeBool()) {
+            f.flow_code = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 8) : in.ConsumeIntegral<uint32_t>();
+        }
+        f.flow_update_count_delta = in.ConsumeBool() ? in.ConsumeIntegralInRange<int32_t>(-2, 2) : in.ConsumeIntegral<int32_t>();
+        std::string err;
+        if(clnksim::arm_fault(f, &err)) {
+            codes.armed.insert(f.rc);
+        }
+    }
+
+    ojson patch_value(Val val) {
+        switch(val) {
+        case Val::u32: return in.ConsumeIntegral<uint32_t>();
+        case Val::small: return in.ConsumeIntegralInRange<uint32_t>(0, 40);
+        case Val::boolean: return in.ConsumeBool();
+        case Val::node:
+            if(in.ConsumeBool()) {
+                return nullptr;    // the node leaves
+            }
+            return ojson{{"netInfo", {{"guid", mac(in.ConsumeIntegral<uint16_t>())},
+                                      {"mocaVer", in.ConsumeBool() ? "0x25" : "0x11"}}}};
+        case Val::flows: {
+            ojson list = ojson::array();
+            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 40); n > 0; n--) {
+                list.push_back({{"flowId", mac(n)}, {"packetDa", mac(n)}, {"ingressGuid", mac(in.ConsumeIntegral<uint8_t>())},
+                                {"egressGuid", mac(in.ConsumeIntegral<uint8_t>())},
+                                {"tPeakDataRateKbps", in.ConsumeIntegral<uint32_t>()}, {"dfid", n}});
+            }
+            return {{"flowUpdateCount", in.ConsumeIntegral<uint8_t>()}, {"list", list}};
+        }
+        case Val::bridges: {
+            ojson list = ojson::array();
+            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 300); n > 0; n--) {
+                list.push_back({{"mac", mac(n)}, {"nodeId", in.ConsumeIntegralInRange<uint32_t>(0, 20)}});
+            }
+            return list;
+        }
+        case Val::margins: {
+            ojson tbl = ojson::object();
+            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 3); n > 0; n--) {
+                ojson margins = ojson::array();
+                for(uint32_t b = in.ConsumeIntegralInRange<uint32_t>(0, 90); b > 0; b--) {
+                    margins.push_back(in.ConsumeIntegral<uint8_t>());
+                }
+                tbl[std::to_string(in.ConsumeIntegralInRange<uint32_t>(0, 9))] =
+                    {{"freq", in.ConsumeIntegral<uint16_t>()}, {"phymargin", margins}};
+            }
+            return {{"tbl", tbl}};
+        }
+        }
+        return nullptr;
+    }
+
+    // A merge patch that sets one place of one interface.
+    void patch() {
+        const PatchPoint& point = patch_points[in.ConsumeIntegralInRange<size_t>(0, std::size(patch_points) - 1)];
+        std::string iface = in.ConsumeBool() ? "moca0" : name();
+        uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 17);
+        ojson p = patch_value(point.val);
+        std::string path = point.path;
+        std::vector<std::string> parts;
+        for(size_t start = 0;;) {
+            size_t slash = path.find('/', start);
+            std::string part = path.substr(start, slash - start);
+            parts.push_back(part == "N" ? std::to_string(n) : part);
+            if(slash == std::string::npos) {
+                break;
+            }
+            start = slash + 1;
+        }
+        for(auto it = parts.rbegin(); it != parts.rend(); ++it) {
+            p = ojson{{*it, p}};
+        }
+        std::string err;
+        patched = clnksim::patch(nlohmann::json{{"interfaces", {{iface, nlohmann::json(p)}}}}, &err) || patched;
+    }
+
+    void run() {
+        while(in.remaining_bytes() > 0) {
+            // A patch reloads the whole network: it is the rarest step.
+            switch(in.ConsumeIntegralInRange<int>(0, 63)) {
+            case 0:
+            case 1:
+            case 2:
+            case 3: fuzzenv::advance(in.ConsumeIntegralInRange<uint64_t>(0, 25000)); break;
+            case 4:
+            case 5:
+            case 6:
+            case 7: fault(); break;
+            case 8: patch(); break;
+            case 9: fuzzenv::move_wall_clock(in.ConsumeIntegralInRange<int64_t>(-5'000'000, 5'000'000)); break;
+            default: call(); break;
+            }
+        }
+    }
+};
+
+// The example network (most programs), the same with sixteen nodes, and no interface at all.
+std::vector<ojson> scenarios() {
+    std::vector<ojson> out;
+    ojson example = ojson::parse(std::ifstream(MXL_EXAMPLE_SCENARIO));
+    out.push_back(example);
+    ojson full = example;
+    ojson& moca0 = full["interfaces"]["moca0"];
+    ojson node = moca0["nodes"]["2"];
+    node.erase("flows");
+    for(uint32_t id = 0; id < 16; id++) {
+        std::string key = std::to_string(id);
+        if(!moca0["nodes"].contains(key)) {
+            node["netInfo"]["guid"] = mac(id);
+            moca0["nodes"][key] = node;
+        }
+    }
+    moca0["localInfo"]["activeNodeBitmask"] = "0xffff";
+    moca0["localInfo"]["sleepM1NodeBitmask"] = 0;
+    out.push_back(full);
+    out.push_back(ojson{{"interfaces", ojson::object()}});
+    return out;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const std::vector<ojson> networks = [] {
+        fuzzenv::init();
+        return scenarios();
+    }();
+    // Loading a scenario costs more than most programs: the network is loaded
+    // again only when the previous program changed it or another one is wanted.
+    static size_t loaded = networks.size();
+    FuzzedDataProvider in(data, size);
+    Program program{in, {}};
+    const uint8_t pick = in.ConsumeIntegral<uint8_t>();
+    const size_t network = pick < 200 ? 0 : (pick < 235 ? 1 : 2);
+    if(network != loaded) {
+        std::string err;
+        if(!clnksim::load_ordered(networks[network], &err)) {
+            fuzzenv::finding("scenario: %s", err.c_str());
+        }
+        loaded = network;
+    }
+    program.run();
+    clnksim::clear_faults();
+    clnksim::clear_calls();
+    fuzzenv::destroy_records(program.codes);
+    if(program.patched || fuzzenv::take_chip_written()) {
+        loaded = networks.size();
+    }
+    return 0;
+}
