@@ -683,8 +683,9 @@ bool decode_bridge_tables(const ojson& v, const std::string& path, std::string* 
     }
     for(const auto& [tname, tv] : v.items()) {
         const std::string tp = join(path, tname);
+        const std::string& table_name = tname;    // a lambda may not capture a structured binding before clang 16
         const auto* name = std::find_if(std::begin(kBridgeTableNames), std::end(kBridgeTableNames),
-                                        [&](const char* n) { return tname == n; });
+                                        [&](const char* n) { return table_name == n; });
         if(name == std::end(kBridgeTableNames)) {
             return fail(err, tp, "unknown bridge table (ucastDst, mcastDst, pqosFlow, ucastSrc, mcastSrc)");
         }
