@@ -1100,14 +1100,16 @@ bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signe
         *why = "expected a number";
         return false;
     }
-    const std::string range = " does not fit a " + std::to_string(bits) + "-bit " +
-                              (is_signed ? "signed" : "unsigned") + " field";
-    const std::string shown = v.is_string() ? v.get<std::string>() : v.dump();
+    // The message is built only for a value that does not fit: loads parse many numbers.
+    const auto out_of_range = [&] {
+        *why = "value " + (v.is_string() ? v.get<std::string>() : v.dump()) + " does not fit a " +
+               std::to_string(bits) + "-bit " + (is_signed ? "signed" : "unsigned") + " field";
+        return false;
+    };
     if(is_signed) {
         const uint64_t limit = 1ull << (bits - 1);
         if((!negative && mag >= limit) || (negative && mag > limit)) {
-            *why = "value " + shown + range;
-            return false;
+            return out_of_range();
         }
         const int64_t s = negative ? -static_cast<int64_t>(mag - 1) - 1 : static_cast<int64_t>(mag);
         if(out_signed != nullptr) {
@@ -1119,8 +1121,7 @@ bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signe
         return true;
     }
     if((negative && mag != 0) || (bits < 64 && mag >= (1ull << bits))) {
-        *why = "value " + shown + range;
-        return false;
+        return out_of_range();
     }
     if(out_unsigned != nullptr) {
         *out_unsigned = mag;
