@@ -31,6 +31,11 @@ struct DumpCall {
     const json& ret() const;
     // The typed value of one key of an htable result, or nullptr.
     const json* key(const std::string& name) const;
+    // One key's value of an htable result: 0, "" or false where the key is absent
+    // or holds another type.
+    uint64_t number(const char* name) const;
+    std::string text(const char* name) const;
+    bool flag(const char* name) const;
 };
 
 struct DumpRun {

@@ -23,6 +23,21 @@ const json* DumpCall::key(const std::string& name) const {
     return &r[1][name];
 }
 
+uint64_t DumpCall::number(const char* name) const {
+    const json* v = key(name);
+    return v != nullptr && (*v)[1].is_number_unsigned() ? (*v)[1].get<uint64_t>() : 0;
+}
+
+std::string DumpCall::text(const char* name) const {
+    const json* v = key(name);
+    return v != nullptr && (*v)[1].is_string() ? (*v)[1].get<std::string>() : std::string();
+}
+
+bool DumpCall::flag(const char* name) const {
+    const json* v = key(name);
+    return v != nullptr && (*v)[1].is_boolean() && (*v)[1].get<bool>();
+}
+
 const DumpCall* DumpRun::find(const std::string& function, uint32_t id) const {
     for(const auto& c : calls) {
         if(c.function == function && c.id == id) {

@@ -167,21 +167,6 @@ std::string shown(std::string_view key, const json& typed) {
     return text + " " + unit;
 }
 
-uint64_t number(const DumpCall& c, const char* key) {
-    const json* v = c.key(key);
-    return v != nullptr && (*v)[1].is_number_unsigned() ? (*v)[1].get<uint64_t>() : 0;
-}
-
-std::string text(const DumpCall& c, const char* key) {
-    const json* v = c.key(key);
-    return v != nullptr && (*v)[1].is_string() ? (*v)[1].get<std::string>() : std::string();
-}
-
-bool flag(const DumpCall& c, const char* key) {
-    const json* v = c.key(key);
-    return v != nullptr && (*v)[1].is_boolean() && (*v)[1].get<bool>();
-}
-
 // Greedy fill of width columns, breaking after the commas of a list, or
 // after blanks in text without commas.
 std::vector<std::string> wrap(const std::string& value, size_t width) {
@@ -404,7 +389,7 @@ void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
     Section s(out, run, base + ".QoS", {"retrieve-qos-info", "retrieve-flow-info"}, "flows listed; instance = Id");
     rows(s, base + ".QoS.", {run.find("retrieve-qos-info")}, {});
     instances(s, run, "retrieve-flow-info", base + ".QoS.FlowStats",
-              [](const DumpCall& f) { return !text(f, "FlowID").empty(); });
+              [](const DumpCall& f) { return !f.text("FlowID").empty(); });
 }
 
 // A sleeping node's power state as the module gives it, with the chip's sleep
@@ -412,7 +397,7 @@ void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
 void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
     Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"}, "active nodes; instance = Id = node id + 1");
     for(const DumpCall* c : run.all("retrieve-node-info")) {
-        if(!c->ok() || !flag(*c, "Active")) {
+        if(!c->ok() || !c->flag("Active")) {
             continue;
         }
         DumpCall shown_call = *c;
@@ -440,11 +425,11 @@ std::string asleep_list(const DumpRun& run, const std::vector<uint64_t>& ids) {
 std::vector<uint64_t> network_nodes(const DumpRun& run) {
     std::set<uint64_t> ids;
     const DumpCall* dyn = run.find("retrieve-dyn-info");
-    if(dyn != nullptr && dyn->ok() && text(*dyn, "Status") == "Up") {
-        ids.insert(number(*dyn, "NodeID"));
+    if(dyn != nullptr && dyn->ok() && dyn->text("Status") == "Up") {
+        ids.insert(dyn->number("NodeID"));
     }
     for(const DumpCall* n : run.all("retrieve-node-info")) {
-        if(n->ok() && flag(*n, "Active")) {
+        if(n->ok() && n->flag("Active")) {
             ids.insert(n->id - 1);
         }
     }
@@ -461,8 +446,8 @@ void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
     size_t width = 3;
     for(const DumpCall* m : run.all("retrieve-mesh-info")) {
         if(m->ok()) {
-            std::string rate = std::to_string(number(*m, "TxRateNper"));
-            cells[{number(*m, "TxNodeIndex"), number(*m, "RxNodeIndex")}] = rate;
+            std::string rate = std::to_string(m->number("TxRateNper"));
+            cells[{m->number("TxNodeIndex"), m->number("RxNodeIndex")}] = rate;
             width = std::max(width, rate.size() + 1);
         }
     }
@@ -491,7 +476,7 @@ void print_bridges(const DumpRun& run, const std::string& base, std::FILE* out) 
     Section s(out, run, base + ".Bridge", {"retrieve-bridge-info"},
               "nodes with bridged addresses; instance = Id = node id + 1");
     instances(s, run, "retrieve-bridge-info", base + ".Bridge",
-              [](const DumpCall& b) { return !text(b, "MACAddresses").empty(); });
+              [](const DumpCall& b) { return !b.text("MACAddresses").empty(); });
 }
 
 void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
@@ -500,7 +485,7 @@ void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
     for(const DumpCall* e : run.all("retrieve-rlapm-info")) {
         if(e->ok()) {
             entries.push_back(e);
-            lowest = std::max(lowest, number(*e, "GlobalAggrRxPwrLevel"));
+            lowest = std::max(lowest, e->number("GlobalAggrRxPwrLevel"));
         }
     }
     Section s(out, run, base + ".Rlapm", {"retrieve-rlapm-number", "retrieve-rlapm-info"},
@@ -514,15 +499,15 @@ void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
         const DumpCall& head = *entries[i];
         std::vector<std::string> margins;
         size_t j = i;
-        for(; j < entries.size() && number(*entries[j], "Profile") == number(head, "Profile") &&
-              number(*entries[j], "Frequency") == number(head, "Frequency");
+        for(; j < entries.size() && entries[j]->number("Profile") == head.number("Profile") &&
+              entries[j]->number("Frequency") == head.number("Frequency");
             ++j) {
-            margins.push_back(std::to_string(number(*entries[j], "PhyMargin")));
+            margins.push_back(std::to_string(entries[j]->number("PhyMargin")));
         }
         std::string lead = format("  %-9s %7llu %5llu MHz  %-8s ", range_label(head.id, entries[j - 1]->id).c_str(),
-                                  static_cast<unsigned long long>(number(head, "Profile")),
-                                  static_cast<unsigned long long>(number(head, "Frequency")),
-                                  flag(head, "Enable") ? text(head, "Status").c_str() : "disabled");
+                                  static_cast<unsigned long long>(head.number("Profile")),
+                                  static_cast<unsigned long long>(head.number("Frequency")),
+                                  head.flag("Enable") ? head.text("Status").c_str() : "disabled");
         for(const auto& part : wrap(value_runs(margins), page_width - lead.size())) {
             s.line(lead + part);
             lead.assign(lead.size(), ' ');

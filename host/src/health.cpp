@@ -10,14 +10,13 @@ namespace host {
 
 namespace {
 
-const json* typed_value(const DumpCall* c, const char* key) {
-    const json* v = c != nullptr && c->ok() ? c->key(key) : nullptr;
-    return v != nullptr ? &(*v)[1] : nullptr;
+// A call's values count only when it succeeded: 0, "" or false otherwise.
+bool usable(const DumpCall* c) {
+    return c != nullptr && c->ok();
 }
 
 uint64_t number(const DumpCall* c, const char* key) {
-    const json* v = typed_value(c, key);
-    return v != nullptr && v->is_number_unsigned() ? v->get<uint64_t>() : 0;
+    return usable(c) ? c->number(key) : 0;
 }
 
 uint32_t number32(const DumpCall* c, const char* key) {
@@ -25,13 +24,11 @@ uint32_t number32(const DumpCall* c, const char* key) {
 }
 
 std::string text(const DumpCall* c, const char* key) {
-    const json* v = typed_value(c, key);
-    return v != nullptr && v->is_string() ? v->get<std::string>() : std::string();
+    return usable(c) ? c->text(key) : std::string();
 }
 
 bool flag(const DumpCall* c, const char* key) {
-    const json* v = typed_value(c, key);
-    return v != nullptr && v->is_boolean() && v->get<bool>();
+    return usable(c) && c->flag(key);
 }
 
 int major_version(const std::string& version) {
