@@ -70,7 +70,7 @@ std::string mac(uint32_t n) {
 struct Program {
     FuzzedDataProvider& in;
     fuzzenv::Codes codes;
-    bool patched = false;
+    bool may_patch = false;
 
     template <typename T> T pick(const T* table, size_t n) {
         return table[in.ConsumeIntegralInRange<size_t>(0, n - 1)];
@@ -241,24 +241,25 @@ struct Program {
             p = ojson{{*it, p}};
         }
         std::string err;
-        patched = clnksim::patch(nlohmann::json{{"interfaces", {{iface, nlohmann::json(p)}}}}, &err) || patched;
+        clnksim::patch(nlohmann::json{{"interfaces", {{iface, nlohmann::json(p)}}}}, &err);
     }
 
     void run() {
         while(in.remaining_bytes() > 0) {
-            // A patch reloads the whole network: it is the rarest step.
-            switch(in.ConsumeIntegralInRange<int>(0, 63)) {
-            case 0:
-            case 1:
-            case 2:
-            case 3: fuzzenv::advance(in.ConsumeIntegralInRange<uint64_t>(0, 25000)); break;
-            case 4:
-            case 5:
-            case 6:
-            case 7: fault(); break;
-            case 8: patch(); break;
-            case 9: fuzzenv::move_wall_clock(in.ConsumeIntegralInRange<int64_t>(-5'000'000, 5'000'000)); break;
-            default: call(); break;
+            // A patch re-reads the whole network, as costly as a hundred calls:
+            // it is the rarest step; one program in eight may make one.
+            const int step = in.ConsumeIntegral<uint8_t>();
+            if(step < 16) {
+                fuzzenv::advance(in.ConsumeIntegralInRange<uint64_t>(0, 25000));
+            } else if(step < 32) {
+                fault();
+            } else if(step < 36) {
+                fuzzenv::move_wall_clock(in.ConsumeIntegralInRange<int64_t>(-5'000'000, 5'000'000));
+            } else if(step == 36 && may_patch) {
+                patch();
+                may_patch = false;
+            } else {
+                call();
             }
         }
     }
@@ -290,30 +291,28 @@ std::vector<ojson> scenarios() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static const std::vector<ojson> networks = [] {
+    // Each network is loaded once; an input starts from a saved copy of it,
+    // which costs far less than a load.
+    static const std::vector<clnksim::Snapshot> networks = [] {
         fuzzenv::init();
-        return scenarios();
+        std::vector<clnksim::Snapshot> saved;
+        for(const ojson& scenario : scenarios()) {
+            std::string err;
+            if(!clnksim::load_ordered(scenario, &err)) {
+                fuzzenv::finding("scenario: %s", err.c_str());
+            }
+            saved.push_back(clnksim::snapshot());
+        }
+        return saved;
     }();
-    // Loading a scenario costs more than most programs: the network is loaded
-    // again only when the previous program changed it or another one is wanted.
-    static size_t loaded = networks.size();
     FuzzedDataProvider in(data, size);
     Program program{in, {}};
     const uint8_t pick = in.ConsumeIntegral<uint8_t>();
-    const size_t network = pick < 200 ? 0 : (pick < 235 ? 1 : 2);
-    if(network != loaded) {
-        std::string err;
-        if(!clnksim::load_ordered(networks[network], &err)) {
-            fuzzenv::finding("scenario: %s", err.c_str());
-        }
-        loaded = network;
-    }
+    program.may_patch = in.ConsumeIntegral<uint8_t>() < 32;
+    clnksim::restore(networks[pick < 200 ? 0 : (pick < 235 ? 1 : 2)]);
     program.run();
     clnksim::clear_faults();
     clnksim::clear_calls();
     fuzzenv::destroy_records(program.codes);
-    if(program.patched || fuzzenv::take_chip_written()) {
-        loaded = networks.size();
-    }
     return 0;
 }

@@ -40,7 +40,6 @@ amxm_shared_object_t* g_so = nullptr;
 unsigned g_lines = 0;
 unsigned g_errors = 0;
 std::set<std::string> g_records;
-bool g_chip_written = false;
 
 void count_line(int level, const char*, const char*, void*) {
     g_lines++;
@@ -176,10 +175,6 @@ int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes) {
     g_lines = 0;
     g_errors = 0;
     int rc = cb(name, args, ret);
-    for(const clnksim::Call& c : clnksim::calls()) {
-        g_chip_written = g_chip_written || c.op == "ClnkLib_SetClnkCfgV2Params" || c.op == "ClnkLib_Start" ||
-                         c.op == "ClnkLib_Stop";
-    }
     clnksim::clear_calls();
     if(clnksim::open_handles() != 0) {
         finding("%s left %d chip handles open", name, clnksim::open_handles());
@@ -224,12 +219,6 @@ int call_named(Fn fn, const std::string& name, uint32_t id, const Codes& codes) 
     amxc_var_clean(&args);
     amxc_var_clean(&ret);
     return rc;
-}
-
-bool take_chip_written() {
-    bool written = g_chip_written;
-    g_chip_written = false;
-    return written;
 }
 
 void destroy_records(const Codes& codes) {

@@ -40,10 +40,6 @@ int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes);
 // The same with an argument table {"InternalName": name[, "Id": id]}.
 int call_named(Fn fn, const std::string& name, uint32_t id, const Codes& codes);
 
-// Whether a call changed the chip (configuration written, started or
-// stopped) since the last time this was asked.
-bool take_chip_written();
-
 // Destroys every record created so far (each must go) and checks that no
 // cache timer is left running.
 void destroy_records(const Codes& codes);

@@ -180,3 +180,34 @@ TEST_F(ScenarioTest, InterfacesKeepTheirOrder) {
 }
 
 }  // namespace
+
+TEST_F(ScenarioTest, SnapshotPutsBackTheNetworkButNotFaultsOrHandles) {
+    std::string err;
+    ASSERT_TRUE(clnksim::load_file(SIM_EXAMPLES_DIR "/home-network.json", &err)) << err;
+    const clnksim::Snapshot saved = clnksim::snapshot();
+    const ordered_json before = clnksim::state_ordered();
+    // A write through the chip, a stop and a patch that removes a node all go.
+    ClnkLib_Handle_t h = open();
+    ClnkLib_ClnkCfgV2_t cfg{};
+    cfg.tabooMask = 0x1234;
+    clnk_param_mask_t mask{};
+    SET_PARAM_BIT(&mask, OPT_TABOO_MASK);
+    ASSERT_EQ(ClnkLib_SetClnkCfgV2Params(&h, &mask, &cfg), CLNK_OK);
+    ASSERT_EQ(ClnkLib_Stop(&h), CLNK_OK);
+    ASSERT_TRUE(clnksim::patch(json::parse(R"({"interfaces": {"moca0": {"nodes": {"1": null}}}})"), &err)) << err;
+    ASSERT_TRUE(clnksim::arm_fault(json::parse(R"({"op": "GetLocalInfo", "rc": -5})"), &err)) << err;
+    ASSERT_NE(clnksim::state_ordered(), before);
+    clnksim::restore(saved);
+    EXPECT_EQ(clnksim::state_ordered(), before);
+    // The armed fault and the open handle are the caller's, not the network's.
+    EXPECT_EQ(clnksim::open_handles(), 1);
+    ClnkLib_LocalInfo_t li{};
+    EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), -5);
+    ClnkLib_Close(&h);
+    // A snapshot outlives later loads, and an empty one changes nothing.
+    load(R"({"interfaces": {}})");
+    clnksim::restore(nullptr);
+    EXPECT_EQ(clnksim::state_ordered()["interfaces"], ordered_json::object());
+    clnksim::restore(saved);
+    EXPECT_EQ(clnksim::state_ordered(), before);
+}

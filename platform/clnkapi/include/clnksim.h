@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,17 @@ bool patch(const nlohmann::json& merge_patch, std::string* err);
 // armed faults are not part of it.
 nlohmann::json state();
 nlohmann::ordered_json state_ordered();     // the same, interfaces in their order
+
+// A saved copy of the live network (not faults, the call log or handles).
+// Putting it back costs a copy of the records, far less than loading its
+// scenario again: for hosts that return to one network many times.
+namespace detail {
+struct State;
+}
+using Snapshot = std::shared_ptr<const detail::State>;
+Snapshot snapshot();
+// Makes the saved network the live one; faults, call log and handles stay.
+void restore(const Snapshot& saved);
 
 // One armed fault: counts calls of `op` from arming on, lets `skip` pass,
 // then affects the next `times`. An affected call returns `rc` without filling

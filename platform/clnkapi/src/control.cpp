@@ -248,6 +248,16 @@ nlohmann::ordered_json state_ordered() {
     return detail::encode_scenario(sim().state);
 }
 
+Snapshot snapshot() {
+    return std::make_shared<const detail::State>(sim().state);
+}
+
+void restore(const Snapshot& saved) {
+    if(saved) {
+        sim().state = *saved;
+    }
+}
+
 bool arm_fault(const Fault& fault, std::string* err) {
     return guarded(err, "fault", [&] {
         detail::ArmedFault f{fault, {}, 0};
