@@ -115,6 +115,13 @@ TEST_F(FaultsTest, FlowCodesAndUpdateCount) {
         EXPECT_EQ(rsp.numReturnedFlowIds, e.returned);
     }
 
+    // Deltas of several faults add up modulo 2^32, like the counter: never an overflow.
+    arm(R"({"op": "ListFlows", "rc": 0, "flowUpdateCountDelta": -2099728720})");
+    arm(R"({"op": "ListFlows", "rc": 0, "flowUpdateCountDelta": -2012739576})");
+    ClnkLib_FlowListRsp_t wrapped{};
+    EXPECT_EQ(ClnkLib_ListFlows(&h, &req, &wrapped), 0);
+    EXPECT_EQ(wrapped.flowUpdateCount, 4u - 2099728720u - 2012739576u);
+
     arm(R"({"op": "QueryFlow", "rc": 0, "flowCode": 96})");
     ClnkLib_MacAddr_t id = mac("01:00:5e:00:00:02");
     ClnkLib_FlowQueryRsp_t q{};

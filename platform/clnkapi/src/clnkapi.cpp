@@ -470,7 +470,7 @@ int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq
         if(hit.flow_code) {
             rsp.flowCode = *hit.flow_code;
         }
-        rsp.flowUpdateCount += static_cast<uint32_t>(hit.flow_update_count_delta);
+        rsp.flowUpdateCount += hit.flow_update_count_delta;
         if(rsp.flowCode != CLNKLIB_FLOWCODE_SUCCESS) {
             rsp.numReturnedFlowIds = 0;
             std::memset(rsp.returnedFlowId, 0, sizeof rsp.returnedFlowId);

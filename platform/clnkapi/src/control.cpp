@@ -180,7 +180,8 @@ FaultHit take_fault(const std::string& op) {
                 if(f.flow_code) {
                     hit.flow_code = f.flow_code;
                 }
-                hit.flow_update_count_delta += f.flow_update_count_delta;
+                // Deltas add up modulo 2^32, as the counter they go into.
+                hit.flow_update_count_delta += static_cast<uint32_t>(f.flow_update_count_delta);
                 hit.sets.insert(hit.sets.end(), it->sets.begin(), it->sets.end());
             }
         }

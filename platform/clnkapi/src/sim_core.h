@@ -37,7 +37,7 @@ void log_call(Call call);
 struct FaultHit {
     std::optional<int32_t> rc;                  // fail with this code, filling nothing
     std::optional<uint32_t> flow_code;          // rc 0: replace the flow code
-    int32_t flow_update_count_delta = 0;        // rc 0: add to flowUpdateCount
+    uint32_t flow_update_count_delta = 0;       // rc 0: add to flowUpdateCount (wraps like it)
     std::vector<FieldSet> sets;                 // rc 0: fields of the answer to overwrite
 };
 FaultHit take_fault(const std::string& op);
