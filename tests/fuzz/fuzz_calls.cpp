@@ -1,7 +1,8 @@
 // The module's eighteen functions under arbitrary use. The input is a program:
 // each step calls a function with an argument variant built from the bytes
 // (any key, any type, any Id, names of any length, NULL args or ret), moves
-// the virtual clock on, arms a chip fault or patches the simulated network.
+// the virtual clock on, arms a chip fault, or changes the simulated network
+// (a switch to another saved one, or an arbitrary patch).
 // Every call's outcome is checked (fuzz_env.h). Each input starts from the
 // same network with no record, so inputs are independent.
 #include <cstdint>
@@ -69,6 +70,7 @@ std::string mac(uint32_t n) {
 
 struct Program {
     FuzzedDataProvider& in;
+    const std::vector<clnksim::Snapshot>& networks;
     fuzzenv::Codes codes;
     bool may_patch = false;
 
@@ -246,8 +248,9 @@ struct Program {
 
     void run() {
         while(in.remaining_bytes() > 0) {
-            // A patch re-reads the whole network, as costly as a hundred calls:
-            // it is the rarest step; one program in eight may make one.
+            // The network changes mostly by a switch to a saved one; a patch
+            // re-reads the whole network, as costly as a hundred calls: one
+            // program in 64 may make one.
             const int step = in.ConsumeIntegral<uint8_t>();
             if(step < 16) {
                 fuzzenv::advance(in.ConsumeIntegralInRange<uint64_t>(0, 25000));
@@ -255,7 +258,9 @@ struct Program {
                 fault();
             } else if(step < 36) {
                 fuzzenv::move_wall_clock(in.ConsumeIntegralInRange<int64_t>(-5'000'000, 5'000'000));
-            } else if(step == 36 && may_patch) {
+            } else if(step < 40) {
+                clnksim::restore(networks[in.ConsumeIntegralInRange<size_t>(0, networks.size() - 1)]);
+            } else if(step == 40 && may_patch) {
                 patch();
                 may_patch = false;
             } else {
@@ -265,7 +270,8 @@ struct Program {
     }
 };
 
-// The example network (most programs), the same with sixteen nodes, and no interface at all.
+// The networks a program starts from: the example (most programs), the same
+// with sixteen nodes, and no interface at all; then the example changed.
 std::vector<ojson> scenarios() {
     std::vector<ojson> out;
     ojson example = ojson::parse(std::ifstream(MXL_EXAMPLE_SCENARIO));
@@ -285,6 +291,20 @@ std::vector<ojson> scenarios() {
     moca0["localInfo"]["sleepM1NodeBitmask"] = 0;
     out.push_back(full);
     out.push_back(ojson{{"interfaces", ojson::object()}});
+    // The example changed the ways a live network changes under a host's records.
+    const char* changes[] = {
+        R"({"nodes": {"2": null}, "localInfo": {"activeNodeBitmask": "0x0b"}})",              // a node leaves
+        R"({"started": false, "localInfo": {"linkStatus": 0, "activeNodeBitmask": 0}})",      // link down
+        R"({"present": false})",                                                               // interface gone
+        R"({"nodes": {"0": {"flows": {"flowUpdateCount": 8, "list": [{"flowId": "01:00:5e:00:00:09"}]}},
+                      "1": {"flows": null}}})",                                              // flows change
+        R"({"localInfo": {"nodeId": 3, "ncNodeId": 2, "sleepM1NodeBitmask": 0}})",            // new NC, node wakes
+    };
+    for(const char* change : changes) {
+        ojson changed = example;
+        changed["interfaces"]["moca0"].merge_patch(ojson::parse(change));
+        out.push_back(changed);
+    }
     return out;
 }
 
@@ -306,9 +326,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return saved;
     }();
     FuzzedDataProvider in(data, size);
-    Program program{in, {}};
+    Program program{in, networks, {}};
     const uint8_t pick = in.ConsumeIntegral<uint8_t>();
-    program.may_patch = in.ConsumeIntegral<uint8_t>() < 32;
+    program.may_patch = in.ConsumeIntegral<uint8_t>() < 4;
     clnksim::restore(networks[pick < 200 ? 0 : (pick < 235 ? 1 : 2)]);
     program.run();
     clnksim::clear_faults();
