@@ -1,8 +1,9 @@
 // The module's eighteen functions under arbitrary use. The input is a program:
 // each step calls a function with an argument variant built from the bytes
 // (any key, any type, any Id, names of any length, NULL args or ret), moves
-// the virtual clock on, arms a chip fault, or changes the simulated network
-// (a switch to another saved one, or an arbitrary patch).
+// the virtual clock on, arms a chip fault (a failure, or an answer with a field
+// set to any value), or switches to another saved network, as a live network
+// changes under a host's records.
 // Every call's outcome is checked (fuzz_env.h). Each input starts from the
 // same network with no record, so inputs are independent.
 #include <cstdint>
@@ -40,26 +41,31 @@ constexpr const char* chip_ops[] = {
     "ClnkLib_GetDataStats", "ClnkLib_GetRlapmCfg", "ClnkLib_GetSapmCfg", "GetNetInfo", "ListFlows", "Close",
 };
 
-// Places in an interface's state that a patch may set, with the kind of value.
-enum class Val { u32, small, boolean, node, flows, bridges, margins };
-struct PatchPoint {
-    const char* path;          // '/'-separated; N is replaced by a node id
+// Fields of the chip's answers that a fault may set to any value, with the
+// kind of value; # is replaced by a small index. This is how the network
+// takes values no scenario would hold, without re-reading it.
+enum class Val { u32, small, boolean };
+struct AnswerField {
+    const char* op;
+    const char* path;
     Val val;
 };
-constexpr PatchPoint patch_points[] = {
-    {"present", Val::boolean}, {"openable", Val::boolean}, {"started", Val::boolean},
-    {"localInfo/nodeId", Val::small}, {"localInfo/ncNodeId", Val::small}, {"localInfo/backupNodeId", Val::small},
-    {"localInfo/lmoNodeId", Val::small}, {"localInfo/linkStatus", Val::small},
-    {"localInfo/networkState", Val::small}, {"localInfo/networkMocaVer", Val::u32},
-    {"localInfo/activeNodeBitmask", Val::u32}, {"localInfo/sleepM1NodeBitmask", Val::u32},
-    {"localInfo/tabooMask", Val::u32}, {"nodes/N", Val::node}, {"nodes/N/netInfo/mocaVer", Val::u32},
-    {"nodes/N/netInfo/protoSupport", Val::u32}, {"nodes/N/flows", Val::flows},
-    {"nodes/N/txProfiles/13/txPhyrate", Val::u32}, {"nodes/N/rxProfiles/14/rxPhyrate", Val::u32},
-    {"nodes/N/fmr/validInfo", Val::u32}, {"config/securityMode", Val::small}, {"config/tabooMask", Val::u32},
-    {"config/preferredNcMode", Val::small}, {"bridgeTables/ucastDst", Val::bridges},
-    {"bridgeTables/pqosFlow", Val::bridges}, {"rlapm/rlapmProfileId", Val::small},
-    {"sapm/sapmProfileId", Val::small}, {"rlapm/profiles/N", Val::margins}, {"sapm/profiles/N", Val::margins},
-    {"dataStats/txTotalPkts", Val::u32},
+constexpr AnswerField answer_fields[] = {
+    {"ClnkLib_GetLocalInfo", "nodeId", Val::small}, {"ClnkLib_GetLocalInfo", "ncNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "backupNodeId", Val::small}, {"ClnkLib_GetLocalInfo", "lmoNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "linkStatus", Val::small}, {"ClnkLib_GetLocalInfo", "networkState", Val::small},
+    {"ClnkLib_GetLocalInfo", "networkMocaVer", Val::u32}, {"ClnkLib_GetLocalInfo", "activeNodeBitmask", Val::u32},
+    {"ClnkLib_GetLocalInfo", "sleepM1NodeBitmask", Val::u32}, {"ClnkLib_GetLocalInfo", "tabooMask", Val::u32},
+    {"ClnkLib_GetNetInfo", "mocaVer", Val::u32}, {"ClnkLib_GetNetInfo", "protoSupport", Val::u32},
+    {"ClnkLib_GetPhyTxProfile", "txProfileValid", Val::boolean}, {"ClnkLib_GetPhyTxProfile", "txPhyrate", Val::u32},
+    {"ClnkLib_GetPhyRxProfile", "rxPhyrate", Val::u32}, {"ClnkLib_GetFmrInfo", "nodeMask", Val::u32},
+    {"ClnkLib_GetFmrInfo", "nodeFmr.#.validInfo", Val::u32}, {"ClnkLib_GetClnkCfgV2Params", "securityMode", Val::small},
+    {"ClnkLib_GetClnkCfgV2Params", "tabooMask", Val::u32}, {"ClnkLib_GetClnkCfgV2Params", "preferredNcMode", Val::small},
+    {"ClnkLib_GetBridgeTable", "numEntries", Val::u32}, {"ClnkLib_GetBridgeTable", "entries.#.nodeId", Val::small},
+    {"ClnkLib_GetRlapmCfg", "rlapmProfileId", Val::small}, {"ClnkLib_GetRlapmCfg", "profiles.#.tbl.#.freq", Val::u32},
+    {"ClnkLib_GetSapmCfg", "sapmProfileId", Val::small}, {"ClnkLib_GetSapmCfg", "profiles.#.tbl.#.scstart", Val::u32},
+    {"ClnkLib_GetDataStats", "txTotalPkts", Val::u32}, {"ClnkLib_ListFlows", "totalFlowIdCount", Val::u32},
+    {"ClnkLib_ListFlows", "numReturnedFlowIds", Val::small}, {"ClnkLib_QueryFlow", "leaseTimeLeft", Val::u32},
 };
 
 std::string mac(uint32_t n) {
@@ -72,7 +78,6 @@ struct Program {
     FuzzedDataProvider& in;
     const std::vector<clnksim::Snapshot>& networks;
     fuzzenv::Codes codes;
-    bool may_patch = false;
 
     template <typename T> T pick(const T* table, size_t n) {
         return table[in.ConsumeIntegralInRange<size_t>(0, n - 1)];
@@ -179,78 +184,29 @@ struct Program {
         }
     }
 
-    ojson patch_value(Val val) {
-        switch(val) {
-        case Val::u32: return in.ConsumeIntegral<uint32_t>();
-        case Val::small: return in.ConsumeIntegralInRange<uint32_t>(0, 40);
-        case Val::boolean: return in.ConsumeBool();
-        case Val::node:
-            if(in.ConsumeBool()) {
-                return nullptr;    // the node leaves
-            }
-            return ojson{{"netInfo", {{"guid", mac(in.ConsumeIntegral<uint16_t>())},
-                                      {"mocaVer", in.ConsumeBool() ? "0x25" : "0x11"}}}};
-        case Val::flows: {
-            ojson list = ojson::array();
-            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 40); n > 0; n--) {
-                list.push_back({{"flowId", mac(n)}, {"packetDa", mac(n)}, {"ingressGuid", mac(in.ConsumeIntegral<uint8_t>())},
-                                {"egressGuid", mac(in.ConsumeIntegral<uint8_t>())},
-                                {"tPeakDataRateKbps", in.ConsumeIntegral<uint32_t>()}, {"dfid", n}});
-            }
-            return {{"flowUpdateCount", in.ConsumeIntegral<uint8_t>()}, {"list", list}};
+    // A fault that lets the call answer, with one field of the answer set to any value.
+    void answer_fault() {
+        const AnswerField& field = answer_fields[in.ConsumeIntegralInRange<size_t>(0, std::size(answer_fields) - 1)];
+        std::string path;
+        for(const char* c = field.path; *c != 0; ++c) {
+            path += *c == '#' ? std::to_string(in.ConsumeIntegralInRange<uint32_t>(0, 15)) : std::string(1, *c);
         }
-        case Val::bridges: {
-            ojson list = ojson::array();
-            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 300); n > 0; n--) {
-                list.push_back({{"mac", mac(n)}, {"nodeId", in.ConsumeIntegralInRange<uint32_t>(0, 20)}});
-            }
-            return list;
-        }
-        case Val::margins: {
-            ojson tbl = ojson::object();
-            for(uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 3); n > 0; n--) {
-                ojson margins = ojson::array();
-                for(uint32_t b = in.ConsumeIntegralInRange<uint32_t>(0, 90); b > 0; b--) {
-                    margins.push_back(in.ConsumeIntegral<uint8_t>());
-                }
-                tbl[std::to_string(in.ConsumeIntegralInRange<uint32_t>(0, 9))] =
-                    {{"freq", in.ConsumeIntegral<uint16_t>()}, {"phymargin", margins}};
-            }
-            return {{"tbl", tbl}};
-        }
-        }
-        return nullptr;
-    }
-
-    // A merge patch that sets one place of one interface.
-    void patch() {
-        const PatchPoint& point = patch_points[in.ConsumeIntegralInRange<size_t>(0, std::size(patch_points) - 1)];
-        std::string iface = in.ConsumeBool() ? "moca0" : name();
-        uint32_t n = in.ConsumeIntegralInRange<uint32_t>(0, 17);
-        ojson p = patch_value(point.val);
-        std::string path = point.path;
-        std::vector<std::string> parts;
-        for(size_t start = 0;;) {
-            size_t slash = path.find('/', start);
-            std::string part = path.substr(start, slash - start);
-            parts.push_back(part == "N" ? std::to_string(n) : part);
-            if(slash == std::string::npos) {
-                break;
-            }
-            start = slash + 1;
-        }
-        for(auto it = parts.rbegin(); it != parts.rend(); ++it) {
-            p = ojson{{*it, p}};
+        clnksim::Fault f;
+        f.op = field.op;
+        f.skip = in.ConsumeIntegralInRange<uint32_t>(0, 8);
+        f.times = in.ConsumeBool() ? 1 : in.ConsumeIntegral<uint32_t>();
+        f.rc = 0;
+        switch(field.val) {
+        case Val::u32: f.set[path] = in.ConsumeIntegral<uint32_t>(); break;
+        case Val::small: f.set[path] = in.ConsumeIntegralInRange<uint32_t>(0, 40); break;
+        case Val::boolean: f.set[path] = in.ConsumeBool() ? 1 : 0; break;
         }
         std::string err;
-        clnksim::patch(nlohmann::json{{"interfaces", {{iface, nlohmann::json(p)}}}}, &err);
+        clnksim::arm_fault(f, &err);
     }
 
     void run() {
         while(in.remaining_bytes() > 0) {
-            // The network changes mostly by a switch to a saved one; a patch
-            // re-reads the whole network, as costly as a hundred calls: one
-            // program in 64 may make one.
             const int step = in.ConsumeIntegral<uint8_t>();
             if(step < 16) {
                 fuzzenv::advance(in.ConsumeIntegralInRange<uint64_t>(0, 25000));
@@ -260,9 +216,8 @@ struct Program {
                 fuzzenv::move_wall_clock(in.ConsumeIntegralInRange<int64_t>(-5'000'000, 5'000'000));
             } else if(step < 40) {
                 clnksim::restore(networks[in.ConsumeIntegralInRange<size_t>(0, networks.size() - 1)]);
-            } else if(step == 40 && may_patch) {
-                patch();
-                may_patch = false;
+            } else if(step < 48) {
+                answer_fault();
             } else {
                 call();
             }
@@ -299,12 +254,24 @@ std::vector<ojson> scenarios() {
         R"({"nodes": {"0": {"flows": {"flowUpdateCount": 8, "list": [{"flowId": "01:00:5e:00:00:09"}]}},
                       "1": {"flows": null}}})",                                              // flows change
         R"({"localInfo": {"nodeId": 3, "ncNodeId": 2, "sleepM1NodeBitmask": 0}})",            // new NC, node wakes
+        R"({"nodes": {"5": {"netInfo": {"guid": "00:11:22:33:00:05", "mocaVer": "0x20"}}},
+            "localInfo": {"activeNodeBitmask": "0x2f"}})",                                    // a node joins
+        R"({"nodes": {"1": {"netInfo": {"mocaVer": "0x10"}}}})",                               // a node is MoCA 1.0
+        R"({"rlapm": null, "sapm": null, "bridgeTables": null})",                             // tables emptied
+        R"({"openable": false})",                                                              // cannot be opened
     };
     for(const char* change : changes) {
         ojson changed = example;
         changed["interfaces"]["moca0"].merge_patch(ojson::parse(change));
         out.push_back(changed);
     }
+    // More bridge addresses than a report lists, some of nodes that are not there.
+    ojson bridged = example;
+    ojson& entries = bridged["interfaces"]["moca0"]["bridgeTables"]["ucastDst"] = ojson::array();
+    for(uint32_t n = 0; n < 70; n++) {
+        entries.push_back({{"mac", mac(0x100 + n)}, {"nodeId", n % 7}});
+    }
+    out.push_back(bridged);
     return out;
 }
 
@@ -328,7 +295,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     FuzzedDataProvider in(data, size);
     Program program{in, networks, {}};
     const uint8_t pick = in.ConsumeIntegral<uint8_t>();
-    program.may_patch = in.ConsumeIntegral<uint8_t>() < 4;
     clnksim::restore(networks[pick < 200 ? 0 : (pick < 235 ? 1 : 2)]);
     program.run();
     clnksim::clear_faults();
