@@ -186,7 +186,7 @@ struct Program {
 
     // A fault that lets the call answer, with one field of the answer set to any value.
     void answer_fault() {
-        const AnswerField& field = answer_fields[in.ConsumeIntegralInRange<size_t>(0, std::size(answer_fields) - 1)];
+        const AnswerField field = pick(answer_fields, std::size(answer_fields));
         std::string path;
         for(const char* c = field.path; *c != 0; ++c) {
             path += *c == '#' ? std::to_string(in.ConsumeIntegralInRange<uint32_t>(0, 15)) : std::string(1, *c);
