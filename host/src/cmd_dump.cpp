@@ -98,6 +98,7 @@ void read_sleep_masks(DumpRun& run) {
         run.sleep_masks[0] = local.sleepM1NodeBitmask;
         run.sleep_masks[1] = local.sleepM2NodeBitmask;
         run.sleep_masks[2] = local.sleepM3NodeBitmask;
+        run.sleep_masks_read = true;
     }
     ClnkLib_Close(&handle);
 }

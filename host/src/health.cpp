@@ -64,8 +64,16 @@ FlowView flow(const DumpCall* c) {
 }
 
 // A node in a power-saving state is in the node table but is not asked for its
-// mesh rates: its row is all zero while other nodes have rates.
-void mark_sleepers(NetworkView& net) {
+// mesh rates. The chip's sleep masks say which nodes sleep; an all-zero row from
+// an awake node is a dead link, not sleep. Only when the masks could not be read
+// is a node whose row is all zero, while other nodes have rates, taken as asleep.
+void mark_sleepers(NetworkView& net, const DumpRun& run) {
+    if(run.sleep_masks_read) {
+        for(auto& n : net.nodes) {
+            n.asleep = !n.local && !run.sleep_state(n.id).empty();
+        }
+        return;
+    }
     auto row_empty = [&](uint32_t tx) {
         return std::all_of(net.nodes.begin(), net.nodes.end(), [&](const NodeView& rx) { return net.rate(tx, rx.id) == 0; });
     };
@@ -170,7 +178,7 @@ NetworkView network_view(const DumpRun& run) {
             net.mesh[{number32(c, "TxNodeIndex"), number32(c, "RxNodeIndex")}] = number32(c, "TxRateNper");
         }
     }
-    mark_sleepers(net);
+    mark_sleepers(net, run);
 
     for(const DumpCall* c : run.all("retrieve-flow-info")) {
         if(text(c, "FlowID").empty()) {

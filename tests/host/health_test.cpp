@@ -36,6 +36,8 @@ struct FakeNet {
     std::vector<json> flows;
     uint32_t ingress_flows = 0;
     std::string failing;        // a function whose calls fail
+    uint32_t sleeping = 0;      // the chip's M1 mask
+    bool masks_read = true;
 
     FakeNet() {
         for(uint32_t a = 0; a < 3; ++a) {
@@ -60,6 +62,8 @@ struct FakeNet {
 host::DumpRun to_run(const FakeNet& net) {
     host::DumpRun run;
     run.ifname = "moca0";
+    run.sleep_masks[0] = net.sleeping;
+    run.sleep_masks_read = net.masks_read;
     auto call = [&](const std::string& function, uint32_t id, json table) {
         host::DumpCall c;
         c.function = function;
@@ -145,7 +149,11 @@ const Case cases[] = {
     {"level_unknown", [](FakeNet& n) { n.node(2).level = 0; n.node(2).snr = 0; }, {}},
     {"low_snr", [](FakeNet& n) { n.node(2).snr = 19; }, {{"snr", warning, {0, 2}}}},
     {"very_low_snr", [](FakeNet& n) { n.node(2).snr = 11; }, {{"snr", problem, {0, 2}}}},
-    {"asleep", [](FakeNet& n) { n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); n.node(2).snr = 5; },
+    {"asleep", [](FakeNet& n) { n.sleeping = 1u << 2; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); n.node(2).snr = 5; },
+     {{"asleep", ok, {2}}}},
+    {"silent_but_awake", [](FakeNet& n) { n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); },
+     {{"no-link", problem, {0, 2}}, {"no-link", problem, {1, 2}}}},
+    {"asleep_masks_unread", [](FakeNet& n) { n.masks_read = false; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); },
      {{"asleep", ok, {2}}}},
     {"flow_lease_soon", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 300, 59); },
      {{"flow-lease", warning, {1, 2}}}},
@@ -158,7 +166,7 @@ const Case cases[] = {
     {"flow_from_here", [](FakeNet& n) { n.ingress_flows = 1; n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); }, {}},
     {"flow_to_nowhere", [](FakeNet& n) { n.flow(n.node(1).mac(), "0e:00:00:00:00:09", 1000, 0, 0); },
      {{"flow-endpoint", problem, {1}}}},
-    {"flow_to_sleeper", [](FakeNet& n) { n.link(0, 2, 0, 0); n.link(1, 2, 0, 0);
+    {"flow_to_sleeper", [](FakeNet& n) { n.sleeping = 1u << 2; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0);
                                          n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 0, 0); },
      {{"asleep", ok, {2}}, {"flow-endpoint", warning, {1, 2}}}},
     {"flows_overload", [](FakeNet& n) { n.ingress_flows = 2; n.flow(local_guid, n.node(1).mac(), 600000, 0, 0);
