@@ -83,10 +83,10 @@ void walk(Walker& w) {
     w.table("retrieve-flow-info", max_flows);
 }
 
-// The sleep masks from the chip's local node information, read by the host
-// itself before the walk: the module's reports do not tell a sleeping node
-// from one without links.
-void read_sleep_masks(DumpRun& run) {
+// The chip's local node information, read by the host itself before the walk:
+// the module's reports do not tell a sleeping node from one without links, and
+// never give the local node's own GUID.
+void read_local_info(DumpRun& run) {
     ClnkLib_Handle_t handle{};
     char name[16] = {};
     run.ifname.copy(name, sizeof(name) - 1);
@@ -94,11 +94,20 @@ void read_sleep_masks(DumpRun& run) {
         return;
     }
     ClnkLib_LocalInfo_t local{};
-    if(ClnkLib_GetLocalInfo(&handle, &local) == 0 && local.linkStatus != 0) {
-        run.sleep_masks[0] = local.sleepM1NodeBitmask;
-        run.sleep_masks[1] = local.sleepM2NodeBitmask;
-        run.sleep_masks[2] = local.sleepM3NodeBitmask;
-        run.sleep_masks_read = true;
+    if(ClnkLib_GetLocalInfo(&handle, &local) == 0) {
+        if(local.macAddrHi != 0 || local.macAddrLo != 0) {
+            char guid[18];
+            std::snprintf(guid, sizeof(guid), "%02x:%02x:%02x:%02x:%02x:%02x", local.macAddrHi >> 24,
+                          (local.macAddrHi >> 16) & 0xFF, (local.macAddrHi >> 8) & 0xFF, local.macAddrHi & 0xFF,
+                          local.macAddrLo >> 24, (local.macAddrLo >> 16) & 0xFF);
+            run.local_guid = guid;
+        }
+        if(local.linkStatus != 0) {
+            run.sleep_masks[0] = local.sleepM1NodeBitmask;
+            run.sleep_masks[1] = local.sleepM2NodeBitmask;
+            run.sleep_masks[2] = local.sleepM3NodeBitmask;
+            run.sleep_masks_read = true;
+        }
     }
     ClnkLib_Close(&handle);
 }
@@ -152,7 +161,7 @@ bool read_interface(const Options& opt, DumpRun* run) {
     }
     run->ifname = opt.ifname;
     Walker walker(session, *run);
-    read_sleep_masks(*run);
+    read_local_info(*run);
     auto start = std::chrono::steady_clock::now();
     walker.call("is-present");
     walker.call("is-available");

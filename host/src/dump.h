@@ -47,6 +47,7 @@ struct DumpRun {
     // with no rates measured to it). All zero when the chip could not tell.
     uint32_t sleep_masks[3] = {0, 0, 0};
     bool sleep_masks_read = false;  // the chip told: a node in no mask is awake
+    std::string local_guid;         // the local node's GUID as the chip gives it; "" when unread
 
     // "M1", "M2", "M3" for a sleeping node, "" otherwise.
     std::string sleep_state(uint64_t node) const;

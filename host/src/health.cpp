@@ -86,9 +86,10 @@ void mark_sleepers(NetworkView& net, const DumpRun& run) {
     }
 }
 
-// Flow ends by GUID. The walk never reports the local node's own GUID; the local
-// node is the ingress of the flows that the QoS report counts as ingress flows,
-// so the first ingress GUID that no remote node has is taken for it.
+// Flow ends by GUID. The walk never reports the local node's own GUID; the host
+// reads it from the chip. When that read failed, the local node is taken for
+// the first ingress GUID that no remote node has, if the QoS report counts
+// ingress flows here.
 void resolve_flows(NetworkView& net, uint64_t local_ingress_flows) {
     std::map<std::string, int> ids;
     for(const auto& n : net.nodes) {
@@ -160,6 +161,7 @@ NetworkView network_view(const DumpRun& run) {
     NodeView local;
     local.id = net.local_id;
     local.local = true;
+    local.mac = run.local_guid;
     local.version = text(run.find("retrieve-static-info"), "HighestVersion");
     local.bonding = local.version == "2.5";     // 2.5 bonds by definition; for older chips we cannot tell
     net.nodes.push_back(local);

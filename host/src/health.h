@@ -19,7 +19,7 @@ const char* severity_name(Severity s);
 struct NodeView {
     uint32_t id = 0;
     bool local = false;
-    std::string mac;                // empty for the local node: the walk does not report its own
+    std::string mac;                // the local node's is read by the host; empty when unread
     std::string version;            // "2.5", "1.1"; empty when unknown
     bool bonding = false;
     bool asleep = false;            // in the network, but not asked for mesh rates

@@ -13,6 +13,8 @@ using host::Severity;
 
 namespace {
 
+const std::string local_guid = "40:00:00:00:00:00";
+
 json typed(const char* type, json value) {
     return json::array({type, std::move(value)});
 }
@@ -37,7 +39,7 @@ struct FakeNet {
     uint32_t ingress_flows = 0;
     std::string failing;        // a function whose calls fail
     uint32_t sleeping = 0;      // the chip's M1 mask
-    bool masks_read = true;
+    bool masks_read = true;     // and the local GUID
 
     FakeNet() {
         for(uint32_t a = 0; a < 3; ++a) {
@@ -64,6 +66,7 @@ host::DumpRun to_run(const FakeNet& net) {
     run.ifname = "moca0";
     run.sleep_masks[0] = net.sleeping;
     run.sleep_masks_read = net.masks_read;
+    run.local_guid = net.masks_read ? local_guid : "";
     auto call = [&](const std::string& function, uint32_t id, json table) {
         host::DumpCall c;
         c.function = function;
@@ -120,7 +123,6 @@ void PrintTo(const Case& c, std::ostream* os) {
 }
 
 const Severity ok = Severity::ok, warning = Severity::warning, problem = Severity::problem;
-const std::string local_guid = "40:00:00:00:00:00";
 
 const Case cases[] = {
     {"healthy", [](FakeNet&) {}, {}},
@@ -164,6 +166,11 @@ const Case cases[] = {
      {{"flow-lease", problem, {1, 2}}}},
     {"flow_permanent", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 0, 0); }, {}},
     {"flow_from_here", [](FakeNet& n) { n.ingress_flows = 1; n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); }, {}},
+    {"flow_from_here_guessed", [](FakeNet& n) { n.masks_read = false; n.ingress_flows = 1;
+                                                n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); }, {}},
+    {"stale_flow_listed_first", [](FakeNet& n) { n.ingress_flows = 1; n.flow("0e:00:00:00:00:09", n.node(1).mac(), 1000, 0, 0);
+                                                 n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); },
+     {{"flow-endpoint", problem, {1}}}},
     {"flow_to_nowhere", [](FakeNet& n) { n.flow(n.node(1).mac(), "0e:00:00:00:00:09", 1000, 0, 0); },
      {{"flow-endpoint", problem, {1}}}},
     {"flow_to_sleeper", [](FakeNet& n) { n.sleeping = 1u << 2; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0);
