@@ -148,8 +148,9 @@ void table_cache_expire(amxp_timer_t* timer, void* priv);
 // ---- table caches -------------------------------------------------------------------------------
 // A cached table is fresh only while its timer runs.
 bool mxl_cache_is_fresh(amxp_timer_t* timer);
-// Marks a refilled table fresh for 10 s; `announce` logs "armed timer for %d".
-void mxl_cache_arm(amxp_timer_t* timer, bool announce, MXL_CALLER_SITE);
+// Marks a refilled table fresh for `validity_s` seconds (the table's
+// *_TABLE_DATA_VALIDITY_INTERVAL); `announce` logs "armed timer for %d".
+void mxl_cache_arm(amxp_timer_t* timer, unsigned validity_s, bool announce, MXL_CALLER_SITE);
 // Refills a table with `refill` unless its timer still runs. A failed refill
 // is logged once as `failure` and its code returned; 0 otherwise.
 int mxl_cache_refresh(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),

@@ -386,7 +386,7 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
             return 0;   // abandoned: the next request lists again
         }
     }
-    mxl_cache_arm(moca_if->flows_timer, false);
+    mxl_cache_arm(moca_if->flows_timer, FLOWS_TABLE_DATA_VALIDITY_INTERVAL, false);
     mxl_log_info("TotalFlows: %d", total);
     return 0;
 }

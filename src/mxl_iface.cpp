@@ -21,8 +21,6 @@ constexpr cache_timer_t cache_timers[] = {
     {&mxl_moca_iface_t::nodes_timer, "nodes_timer"},
 };
 
-constexpr unsigned CACHE_VALIDITY_MS = NODES_TABLE_DATA_VALIDITY_INTERVAL * 1000;
-
 // The creation steps log on behalf of mxl_iface_create, at `at`.
 int mxl_iface_init(mxl_moca_iface_t* moca_if, const char* name, const mxl_site_t& at) {
     mxl_log_at(at, TRACE_LEVEL_INFO, "initializing mxl moca info for name: %s", name);
@@ -158,9 +156,9 @@ bool mxl_cache_is_fresh(amxp_timer_t* timer) {
     return amxp_timer_get_state(timer) == amxp_timer_running;
 }
 
-void mxl_cache_arm(amxp_timer_t* timer, bool announce, const char* site_func, const char* site_file,
-                   int site_line) {
-    amxp_timer_start(timer, CACHE_VALIDITY_MS);
+void mxl_cache_arm(amxp_timer_t* timer, unsigned validity_s, bool announce, const char* site_func,
+                   const char* site_file, int site_line) {
+    amxp_timer_start(timer, validity_s * 1000);
     if(announce) {
         mxl_trace_at(TRACE_LEVEL_INFO, site_func, site_file, site_line, "armed timer for %d",
                      static_cast<int>(amxp_timer_remaining_time(timer)));

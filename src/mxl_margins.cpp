@@ -47,6 +47,7 @@ struct rlapm_kind {
 
     static int32_t read(ClnkLib_Handle_t* h, cfg_t* cfg) { return ClnkLib_GetRlapmCfg(h, cfg); }
     static amxp_timer_t* timer(const mxl_moca_iface_t& m) { return m.rlapm_timer; }
+    static constexpr unsigned validity_s = RLAPM_TABLE_DATA_VALIDITY_INTERVAL;
     static uint32_t& num(mxl_moca_iface_t& m) { return m.rlapm_num; }
     static std::span<entry_t, capacity> table(mxl_moca_iface_t& m) { return m.rlapm; }
 
@@ -105,6 +106,7 @@ struct sapm_kind {
 
     static int32_t read(ClnkLib_Handle_t* h, cfg_t* cfg) { return ClnkLib_GetSapmCfg(h, cfg); }
     static amxp_timer_t* timer(const mxl_moca_iface_t& m) { return m.sapm_timer; }
+    static constexpr unsigned validity_s = SAPM_TABLE_DATA_VALIDITY_INTERVAL;
     static uint32_t& num(mxl_moca_iface_t& m) { return m.sapm_num; }
     static std::span<entry_t, capacity> table(mxl_moca_iface_t& m) { return m.sapm; }
 
@@ -216,7 +218,7 @@ int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, 
         return rc;
     }
     flatten<K>(cfg, mask, K::table(moca_if), site);
-    mxl_cache_arm(K::timer(moca_if), true, MXL_AT(site));
+    mxl_cache_arm(K::timer(moca_if), K::validity_s, true, MXL_AT(site));
     return 0;
 }
 

@@ -224,7 +224,7 @@ int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_
             }
         }
     }
-    mxl_cache_arm(moca_if->mesh_timer, true, MXL_AT(at));
+    mxl_cache_arm(moca_if->mesh_timer, MESH_TABLE_DATA_VALIDITY_INTERVAL, true, MXL_AT(at));
     return 0;
 }
 
@@ -381,7 +381,7 @@ int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
         }
         mxl_log_info("%s: found node %d with mac: %s", moca_if->name, slot->node_id, slot->mac_addr);
     }
-    mxl_cache_arm(moca_if->nodes_timer, false);
+    mxl_cache_arm(moca_if->nodes_timer, NODES_TABLE_DATA_VALIDITY_INTERVAL, false);
     return 0;
 }
 
@@ -443,7 +443,7 @@ int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
     if(rc != 0) {
         return rc;
     }
-    mxl_cache_arm(moca_if->bridges_timer, false);
+    mxl_cache_arm(moca_if->bridges_timer, BRIDGES_TABLE_DATA_VALIDITY_INTERVAL, false);
     return 0;
 }
 
