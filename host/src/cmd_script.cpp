@@ -217,20 +217,27 @@ bool blank(const std::string& text) {
 
 } // namespace
 
+json answer_script_line(Session& session, const json& line) {
+    try {
+        return ScriptRunner(session).run_line(line);
+    } catch(const json::exception& e) {
+        return error_line(std::string("malformed line: ") + e.what());
+    } catch(const std::exception& e) {
+        return error_line(e.what());
+    }
+}
+
 std::string run_script_line(Session& session, const std::string& text) {
     if(blank(text)) {
         return std::string();
     }
-    ScriptRunner runner(session);
-    json result;
+    json line;
     try {
-        result = runner.run_line(json::parse(text));
+        line = json::parse(text);
     } catch(const json::exception& e) {
-        result = error_line(std::string("malformed line: ") + e.what());
-    } catch(const std::exception& e) {
-        result = error_line(e.what());
+        return to_line(error_line(std::string("malformed line: ") + e.what()));
     }
-    return to_line(result);
+    return to_line(answer_script_line(session, line));
 }
 
 int run_script(const Options& opt) {

@@ -46,5 +46,7 @@ int run_health(const Options& opt);
 int run_report(const Options& opt);
 // The answer to one script line (without the newline); empty for a blank line.
 std::string run_script_line(Session& session, const std::string& text);
+// The answer to one script line that is already parsed.
+json answer_script_line(Session& session, const json& line);
 
 } // namespace host

@@ -46,15 +46,28 @@ void note_record(const json& line, const json& answer, std::set<std::string>* re
     }
 }
 
-json answer_to(host::Session& session, const std::string& text) {
-    const std::string answer = host::run_script_line(session, text);
-    const json out = json::parse(answer, nullptr, false);
-    if(out.is_discarded() || !out.is_object()) {
-        fuzzenv::finding("the answer to %s is no JSON object: %s", text.c_str(), answer.c_str());
+void check_answer(const std::string& text, const json& answer) {
+    if(!answer.is_object()) {
+        fuzzenv::finding("the answer to %s is no JSON object: %s", text.c_str(), host::to_line(answer).c_str());
     }
-    if(out.contains("handles") && out["handles"] != 0) {
-        fuzzenv::finding("the answer to %s reports open handles: %s", text.c_str(), answer.c_str());
+    if(answer.contains("handles") && answer["handles"] != 0) {
+        fuzzenv::finding("the answer to %s reports open handles: %s", text.c_str(), host::to_line(answer).c_str());
     }
+}
+
+// A line that parses is answered from that parse, as moca-host answers it
+// after its own, and the answer is written out as the host writes it; only a
+// line that doesn't parse takes the text path, whose answer is read back.
+json answer_to(host::Session& session, const std::string& text, const json& line) {
+    if(line.is_discarded()) {
+        const std::string answer = host::run_script_line(session, text);
+        const json out = json::parse(answer, nullptr, false);
+        check_answer(text, out.is_discarded() ? json(answer) : out);
+        return out;
+    }
+    json out = host::answer_script_line(session, line);
+    (void) host::to_line(out);
+    check_answer(text, out);
     return out;
 }
 
@@ -87,10 +100,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if(reloads(parsed)) {
             continue;
         }
-        note_record(parsed, answer_to(*session, line), &records);
+        note_record(parsed, answer_to(*session, line, parsed), &records);
     }
     for(const std::string& name : records) {
-        const json destroy = answer_to(*session, host::to_line(json{{"call", "destroy-moca-iface"}, {"args", {{"InternalName", name}}}}));
+        const json line = json{{"call", "destroy-moca-iface"}, {"args", {{"InternalName", name}}}};
+        const json destroy = answer_to(*session, host::to_line(line), line);
         if(destroy.value("rc", json()) != 0) {
             fuzzenv::finding("destroy-moca-iface failed for the record '%s': %s", name.c_str(), destroy.dump().c_str());
         }
