@@ -30,6 +30,10 @@ json error_line(const std::string& what) {
     return out;
 }
 
+json malformed_line(const json::exception& e) {
+    return error_line(std::string("malformed line: ") + e.what());
+}
+
 json log_line(TraceCapture& trace) {
     json out = json::object();
     out["log"] = trace_lines_to_json(trace.take());
@@ -221,7 +225,7 @@ json answer_script_line(Session& session, const json& line) {
     try {
         return ScriptRunner(session).run_line(line);
     } catch(const json::exception& e) {
-        return error_line(std::string("malformed line: ") + e.what());
+        return malformed_line(e);
     } catch(const std::exception& e) {
         return error_line(e.what());
     }
@@ -235,7 +239,7 @@ std::string run_script_line(Session& session, const std::string& text) {
     try {
         line = json::parse(text);
     } catch(const json::exception& e) {
-        return to_line(error_line(std::string("malformed line: ") + e.what()));
+        return to_line(malformed_line(e));
     }
     return to_line(answer_script_line(session, line));
 }
