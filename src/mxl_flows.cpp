@@ -12,7 +12,9 @@ constexpr uint32_t NFL_MAX_BATCHES = 0xFFFF;    // batch budget per node
 constexpr uint32_t LIST_TIMEOUT_WAIT_MS = 100;  // busy wait after a list timeout
 
 // Walks the flow ids of one ingress node, fetching them from the chip in batches.
-// rsp.flowCode holds CLNKLIB_FLOWCODE_INTERNAL_ERROR until the first batch is fetched.
+// rsp.flowCode holds CLNKLIB_FLOWCODE_INTERNAL_ERROR until the first batch is
+// fetched. The response lives across attempts and batches: a failed request
+// leaves what the previous one answered.
 struct clnkqos_NFLIter_t {
     uint32_t batchesRemaining;
     uint32_t nextLogicalIdx;    // list position of the next id to hand out
@@ -129,8 +131,8 @@ int clnkqos_NFLIter_init(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, ui
         mxl_log_error("ClnkLib_GetNetInfo failed on %d ith rc=%d", ingressNodeId, rc);
         return rc;
     }
-    *pIter = clnkqos_NFLIter_t{};
     pIter->batchesRemaining = maxBatches;
+    pIter->nextLogicalIdx = 0;
     pIter->req.ingressGuid = ClnkLib_MacAddr_t{net_info.guidHi, net_info.guidLo};
     pIter->rsp.flowCode = CLNKLIB_FLOWCODE_INTERNAL_ERROR;
     if(pIngressGuidOut != nullptr) {
@@ -181,8 +183,6 @@ bool nfl_fetch_batch(ClnkLib_Handle_t* handle, clnkqos_NFLIter_t* it, uint32_t r
         mxl_log_at(at, TRACE_LEVEL_INFO, "ClnkLib_ListFlows(,ingressGuid=%s,flowStartIndex=%d,flowMaxReturn=%d)-->",
                    clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo), req.flowStartIndex,
                    req.flowMaxReturn);
-        // The response is cleared before every request: a partial answer leaves no earlier batch behind.
-        rsp = ClnkLib_FlowListRsp_t{};
         rc = ClnkLib_ListFlows(handle, &req, &rsp);
         mxl_log_at(at, TRACE_LEVEL_INFO,
                    "  -->  retval:%d .flowCode:%s(0x%x), .flowUpdateCount:%d .totalFlowIdCount:%d "
@@ -270,10 +270,9 @@ void mxl_flow_fill(mxl_moca_flow_t* flow, const ClnkLib_FlowQueryRsp_t& rsp) {
 // every attempt failed.
 bool mxl_query_flow(const flow_listing_t* listing, ClnkLib_MacAddr_t* flow_id, mxl_moca_flow_t* flow) {
     const mxl_site_t& at = listing->at;
-    ClnkLib_FlowQueryRsp_t rsp{};
+    ClnkLib_FlowQueryRsp_t rsp{};   // kept between attempts; only its code is preset
     int32_t rc = 0;
     for(uint32_t left = MAX_RETRIES_FOR_QOS_OPERATION; left > 0;) {
-        rsp = ClnkLib_FlowQueryRsp_t{};
         rsp.flowCode = CLNKLIB_FLOWCODE_DRIVER_ERROR;
         mxl_log_at(at, TRACE_LEVEL_INFO, "ClnkLib_QueryFlow(,flowId=%s)-->",
                    clnkqos_macToString(flow_id->hi, flow_id->lo));

@@ -162,7 +162,7 @@ int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_ent
     if(rc != 0) {
         return rc;
     }
-    typename K::cfg_t cfg{};   // zeroed: a partial fill leaves nothing of the stack
+    typename K::cfg_t cfg{};
     rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
     if(rc != 0) {
         return rc;
@@ -206,7 +206,7 @@ void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::
 // leaves the table and the timer as they were.
 template<class K>
 int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, const mxl_site_t& site) {
-    typename K::cfg_t cfg{};   // zeroed: a partial fill leaves nothing of the stack
+    typename K::cfg_t cfg{};
     int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
     if(rc != 0) {
         return rc;

@@ -190,10 +190,9 @@ void add_node_keys(amxc_var_t* ret, const mxl_moca_node_t& node) {
 // ---- mesh of PHY rates --------------------------------------------------------------------
 
 // Row `node` of the mesh from one FMR request for that node alone. The record
-// is cleared first: what the library leaves unwritten reads as zero.
+// is the report's, zeroed once and reused for every request.
 int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, mxl_moca_mesh_t* row,
                       const mxl_site_t& at) {
-    *fmr = ClnkLib_FmrInfo_t{};
     if(int32_t rc = MXL_CHIP_CALL_AT(at, chip, ClnkLib_GetFmrInfo, 1u << node, FMR_REQUEST_FLAGS, fmr); rc != 0) {
         return rc;
     }
@@ -214,7 +213,7 @@ int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_
     if(local.linkStatus == 0) {
         mxl_log_at(at, TRACE_LEVEL_INFO, "%s: link is down - all nodes are inactive", chip.name);
     } else {
-        ClnkLib_FmrInfo_t fmr;
+        ClnkLib_FmrInfo_t fmr{};
         for(uint32_t node = 0; node < MOCA_MAX_NODES; node++) {
             if(!has_node(local.activeNodeBitmask, node)) {
                 continue;
@@ -268,12 +267,12 @@ void bridge_list_close(bridge_list_t* list) {
     }
 }
 
-// One bridge table of the chip into a cleared record; *count is the number
-// of entries the chip reported, which may exceed the record's room.
+// One bridge table of the chip into the refill's record, reused for every
+// request; *count is the number of entries the chip reported, which may
+// exceed the record's room.
 int32_t read_bridge_table(mxl_chip_t& chip, uint32_t type, const char* kind, ClnkLib_BridgeTable_t* table,
                           uint32_t* count, const mxl_site_t& at) {
     *count = 0;
-    *table = ClnkLib_BridgeTable_t{};
     int32_t rc = ClnkLib_GetBridgeTable(chip.h(), type, 0, count, table);
     if(rc != 0) {
         mxl_log_at(at, TRACE_LEVEL_ERROR, "%s: ClnkLib_GetBridgeTable for %s failed with rc=%d", chip.name, kind, rc);
@@ -330,7 +329,7 @@ int32_t list_remote_bridges(mxl_chip_t& chip, uint32_t node, ClnkLib_BridgeTable
 // Fills the cleared bridge slots node by node; stops at the first failing request.
 int32_t fill_bridges(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local,
                      uint32_t* dropped_mask, uint32_t* dropped, const mxl_site_t& at) {
-    ClnkLib_BridgeTable_t table;
+    ClnkLib_BridgeTable_t table{};
     for(uint32_t node = 0; node < MOCA_MAX_NODES; node++) {
         bridge_list_t list{&moca_if->bridges[node], 0, 0};
         list.slot->node_id = node;

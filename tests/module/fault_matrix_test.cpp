@@ -503,7 +503,7 @@ std::vector<FlowCase> flow_cases() {
         out.push_back({"Query" + hex, {{"op", "ClnkLib_QueryFlow"}, {"rc", 0}, {"flowCode", code}}, 0, ok ? 0 : 1, {},
                        false, true});
     }
-    const strings list_spent = {"6 retries exausted. retval:-7 flowCode:0x0 ()"};
+    const strings list_spent = {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"};
     out.push_back({"ListFailsFiveTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 5}, {"rc", -7}}, 5, 0, {}, false, true});
     out.push_back({"ListFailsSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", -7}}, 5, 0, list_spent,
                    true, true});

@@ -291,7 +291,7 @@ INSTANTIATE_TEST_SUITE_P(
                       {"  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
                        "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
                        "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."},
-                      {"6 retries exausted. retval:-3 flowCode:0x0 ()"}, 0},
+                      {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, 0},
         ListRetryCase{"UnnamedCodeSixTimes", R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})", 7,
                       strings(6, UNKNOWN_FAIL), {"6 retries exausted. retval:0 flowCode:0x9 ()"}, 0},
         ListRetryCase{"GuidUnreadable", R"({"op":"GetNetInfo","rc":-3})", 1, {},

@@ -329,19 +329,11 @@ MXL_CHECKED_READ(ClnkLib_GetRlapmCfg, expect_zeroed(__func__, p), ClnkLib_Handle
 MXL_FORWARD(h, p)
 MXL_CHECKED_READ(ClnkLib_GetSapmCfg, expect_zeroed(__func__, p), ClnkLib_Handle_t* h, ClnkLib_SapmStaticCfgV2_t* p)
 MXL_FORWARD(h, p)
-MXL_CHECKED_READ(ClnkLib_GetFmrInfo, expect_zeroed(__func__, p), ClnkLib_Handle_t* h, uint32_t m, uint32_t f,
-                 ClnkLib_FmrInfo_t* p)
-MXL_FORWARD(h, m, f, p)
-MXL_CHECKED_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, p); expect_zeroed(__func__, c), ClnkLib_Handle_t* h,
-                 uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p)
+// The FMR record, the bridge table and the flow responses are reused from one
+// request to the next (a kept flow code tells a retry what the last one gave).
+MXL_CHECKED_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, c), ClnkLib_Handle_t* h, uint32_t t, uint32_t f,
+                 uint32_t* c, ClnkLib_BridgeTable_t* p)
 MXL_FORWARD(h, t, f, c, p)
-MXL_CHECKED_READ(ClnkLib_ListFlows, expect_zeroed(__func__, p), ClnkLib_Handle_t* h, ClnkLib_FlowListReq_t* q,
-                 ClnkLib_FlowListRsp_t* p)
-MXL_FORWARD(h, q, p)
-// A query's response carries its preset flow code, and nothing else.
-MXL_CHECKED_READ(ClnkLib_QueryFlow, ClnkLib_FlowQueryRsp_t c = *p; c.flowCode = {}; expect_zeroed(__func__, &c),
-                 ClnkLib_Handle_t* h, ClnkLib_MacAddr_t* id, ClnkLib_FlowQueryRsp_t* p)
-MXL_FORWARD(h, id, p)
 
 #undef MXL_CHECKED_READ
 #undef MXL_FORWARD
