@@ -138,6 +138,14 @@ typedef struct {
 int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
                  MXL_CALLER_SITE);
 
+struct mxl_chip_t;
+// The opening steps of a registered function that works on the chip: the
+// common checks, `chip` opened on the record's name, and the request line
+// (none when null) logged before the open when `request_first`, else after it.
+// Returns 0, or -1 for a bad call or the open's code, logged once.
+int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
+                      mxl_chip_t& chip, const char* request, bool request_first, MXL_CALLER_SITE);
+
 // ---- registry ---------------------------------------------------------------------------------
 extern amxc_llist_t* mxl_moca_ifaces;
 mxl_moca_iface_t* find_mxl_moca_iface_by_name(const char* ifname);
@@ -146,15 +154,29 @@ int mxl_iface_is_enabled(mxl_moca_iface_t* moca_if);
 void table_cache_expire(amxp_timer_t* timer, void* priv);
 
 // ---- table caches -------------------------------------------------------------------------------
-// A cached table is fresh only while its timer runs.
-bool mxl_cache_is_fresh(amxp_timer_t* timer);
-// Marks a refilled table fresh for `validity_s` seconds (the table's
-// *_TABLE_DATA_VALIDITY_INTERVAL); `announce` logs "armed timer for %d".
-void mxl_cache_arm(amxp_timer_t* timer, unsigned validity_s, bool announce, MXL_CALLER_SITE);
-// Refills a table with `refill` unless its timer still runs. A failed refill
-// is logged once as `failure` and its code returned; 0 otherwise.
-int mxl_cache_refresh(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),
-                      const char* failure, MXL_CALLER_SITE);
+// How one cached table is refilled when its timer does not run (a table is
+// fresh only while it runs). Nodes, bridges and flows have a refill routine
+// of their own that opens the chip and arms the timer; the report logs
+// `failure` when it fails. The mesh and margin tables are refilled inside
+// their report by `fill`, on a handle opened for it.
+typedef struct {
+    amxp_timer_t* mxl_moca_iface_t::*timer;
+    unsigned validity_s;   // the table's *_TABLE_DATA_VALIDITY_INTERVAL
+    int (*routine)(mxl_moca_iface_t* moca_if);
+    const char* failure;
+    int32_t (*fill)(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& at);
+} mxl_table_t;
+
+int mxl_get_nodes_info(mxl_moca_iface_t* moca_if);
+int mxl_get_bridges_info(mxl_moca_iface_t* moca_if);
+int mxl_get_flows(mxl_moca_iface_t* moca_if);
+
+// Refills a table unless its timer runs. Returns 0 or the refill's code;
+// *report (if given) is false when the report's own open failed.
+int mxl_cache_refresh(mxl_moca_iface_t* moca_if, const mxl_table_t& table, bool* report = nullptr, MXL_CALLER_SITE);
+// Marks a refilled table fresh; a table refilled inside its report logs
+// "armed timer for %d".
+void mxl_cache_arm(mxl_moca_iface_t* moca_if, const mxl_table_t& table, MXL_CALLER_SITE);
 
 // ---- chip handle ------------------------------------------------------------------------------
 // One chip library handle for the length of one call: the name is cut to 15
@@ -166,7 +188,7 @@ struct mxl_chip_t {
     bool attempted = false;
     bool close_after_failed_open = false;   // some routines close even a handle whose open failed
 
-    explicit mxl_chip_t(const char* ifname);
+    explicit mxl_chip_t(const char* ifname = nullptr);
     ~mxl_chip_t();
     mxl_chip_t(const mxl_chip_t&) = delete;
     mxl_chip_t& operator=(const mxl_chip_t&) = delete;
@@ -192,14 +214,10 @@ struct mxl_chip_t {
 // of the network. Returns 0 or the code of the failing request, logged once;
 // `chip.opened` tells an open failure from a failed read.
 int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, MXL_CALLER_SITE);
-// The start of a cached table's refill: without a record "moca_if is NULL"
-// and -1; otherwise as mxl_chip_open_local. The guard is made for the
-// record's name (mxl_refill_chip_name).
+// The start of a refill routine: without a record "moca_if is NULL" and -1;
+// otherwise as mxl_chip_open_local on the record's name.
 int32_t mxl_refill_start(const mxl_moca_iface_t* moca_if, mxl_chip_t& chip, ClnkLib_LocalInfo_t* local,
                          MXL_CALLER_SITE);
-inline const char* mxl_refill_chip_name(const mxl_moca_iface_t* moca_if) {
-    return (moca_if != nullptr) ? moca_if->name : nullptr;
-}
 
 // ---- text helpers -----------------------------------------------------------------------------
 // Copies at most N-1 characters and always terminates. A NULL source gives "".
@@ -240,3 +258,6 @@ inline bool mxl_append(char (&dst)[N], const char* src) {
 void mxl_mac_text(char (&dst)[MOCA_MAC_TEXT_LEN], uint32_t hi, uint32_t lo);
 // "%d.%d" of a MoCA version byte (major in bits 7-4, minor in bits 3-0).
 void mxl_version_text(char (&dst)[16], uint32_t moca_ver);
+// A node's highest MoCA version: "1.2" for a MoCA 1.1 node announcing the 1.2
+// protocol bits, its version byte's text otherwise.
+void mxl_highest_version_text(char (&dst)[16], const ClnkLib_NetInfo_t& net);

@@ -45,6 +45,15 @@
 #define MOCA2_NPER_BROADCAST_PROFILE       0xe
 #define MOCA2_NPER_UNICAST_BONDED_PROFILE  0x12
 
+// ---- a node's version byte and protocol support bits (ClnkLib_NetInfo_t) ----------------------
+#define MOCA_VERSION_MAJOR_BITS            0xF0
+#define MOCA_VERSION_1                     0x10
+#define MOCA_VERSION_11                    0x11
+#define MOCA_PROTO_PREFERRED_NC            0x40
+#define MOCA_PROTO_VERSION_BITS            0x180
+#define MOCA_PROTO_MOCA12                  0x80    // a 1.1 node that speaks 1.2
+#define MOCA_PROTO_BONDING                 0x200
+
 // ---- fixed texts ----------------------------------------------------------------------------
 #define VERSION_PKG_STR "MXL371x_MHOST_v3.11.25_FW_v1.18.16"
 

@@ -112,15 +112,13 @@ int32_t apply_passphrase(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc
 }
 
 uint32_t take_preferred_nc(const cfg_call_t& c, const amxc_var_t* value) {
-    mxl_moca_iface_t* m = c.iface;
-    m->preferred_nc = amxc_var_get_bool(value);
-    return m->preferred_nc ? 1 : 0;
+    c.iface->preferred_nc = amxc_var_get_bool(value);
+    return c.iface->preferred_nc ? 1 : 0;
 }
 
 uint32_t take_privacy(const cfg_call_t& c, const amxc_var_t* value) {
-    mxl_moca_iface_t* m = c.iface;
-    m->privacy_enabled = amxc_var_get_bool(value);
-    return m->privacy_enabled ? 0xFF : 0x00;
+    c.iface->privacy_enabled = amxc_var_get_bool(value);
+    return c.iface->privacy_enabled ? 0xFF : 0x00;
 }
 
 uint32_t take_tpc_target(const cfg_call_t& c, const amxc_var_t* value) {
@@ -136,9 +134,8 @@ uint32_t take_phy_target(const cfg_call_t& c, const amxc_var_t* value) {
 }
 
 uint32_t take_beacon_power(const cfg_call_t& c, const amxc_var_t* value) {
-    mxl_moca_iface_t* m = c.iface;
     uint32_t v = amxc_var_get_uint32_t(value);
-    m->beacon_power_limit = static_cast<int32_t>(v);
+    c.iface->beacon_power_limit = static_cast<int32_t>(v);
     return v;
 }
 
@@ -184,12 +181,8 @@ constexpr cfg_setting_t cfg_settings[] = {
 
 int mxl_cfg_info_set(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     mxl_call_t call;
-    if(mxl_prologue(MXL_FN_SET_CFG, args, ret, &call) != 0) {
-        return -1;
-    }
-    mxl_log_info("Setting for interface: %s", call.iface->name);
-    mxl_chip_t chip(call.ifname);
-    if(int32_t rc = chip.open(); rc != 0) {
+    mxl_chip_t chip;
+    if(int rc = mxl_prologue_open(MXL_FN_SET_CFG, args, ret, &call, chip, "Setting for interface: %s", true); rc != 0) {
         return rc;
     }
     cfg_call_t c{chip, call.iface, call.ifname, mxl_here(), {}, {}, false};
@@ -218,15 +211,11 @@ int mxl_cfg_info_set(const char* /*function_name*/, amxc_var_t* args, amxc_var_t
 
 int mxl_cfg_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     mxl_call_t call;
-    if(mxl_prologue(MXL_FN_RETRIEVE_CFG, args, ret, &call) != 0) {
-        return -1;
-    }
-    mxl_moca_iface_t* m = call.iface;
-    mxl_chip_t chip(call.ifname);
-    if(int32_t rc = chip.open(); rc != 0) {
+    mxl_chip_t chip;
+    if(int rc = mxl_prologue_open(MXL_FN_RETRIEVE_CFG, args, ret, &call, chip, "get cfg data for %s", false); rc != 0) {
         return rc;
     }
-    mxl_log_info("get cfg data for %s", m->name);
+    mxl_moca_iface_t* m = call.iface;
     ClnkLib_ClnkCfgV2_t cfg{};
     if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetClnkCfgV2, 0, &cfg); rc != 0) {
         return rc;

@@ -4,8 +4,6 @@
 
 #include "mxl_frame.h"
 
-int mxl_get_flows(mxl_moca_iface_t* moca_if);
-
 namespace {
 
 constexpr uint32_t NFL_MAX_BATCHES = 0xFFFF;    // batch budget per node
@@ -141,20 +139,13 @@ int clnkqos_NFLIter_init(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, ui
     return 0;
 }
 
-// Ids of the latest batch that may be handed out: never more than the array holds.
-uint32_t nfl_batch_size(const clnkqos_NFLIter_t* it) {
-    constexpr uint32_t capacity = MAX_FLOWS_IN_LIST;
-    return (it->rsp.numReturnedFlowIds < capacity) ? it->rsp.numReturnedFlowIds : capacity;
-}
-
-// Position of the next id within the latest batch (wraps to a huge value if
-// the id lies before the batch, which then counts as used up).
-uint32_t nfl_batch_offset(const clnkqos_NFLIter_t* it) {
-    return it->nextLogicalIdx - it->req.flowStartIndex;
-}
-
+// Whether the next id lies beyond the latest batch. An id before the batch
+// wraps to a huge offset and counts as beyond; a batch never hands out more
+// ids than the array holds.
 bool nfl_batch_used_up(const clnkqos_NFLIter_t* it) {
-    return nfl_batch_offset(it) >= nfl_batch_size(it);
+    const uint32_t size = (it->rsp.numReturnedFlowIds < MAX_FLOWS_IN_LIST) ? it->rsp.numReturnedFlowIds
+                                                                           : uint32_t{MAX_FLOWS_IN_LIST};
+    return it->nextLogicalIdx - it->req.flowStartIndex >= size;
 }
 
 // A batch was answered with success: it is good unless the node's list
@@ -229,7 +220,7 @@ bool clnkqos_NFLIter_next(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, u
     if(nfl_batch_used_up(pIter)) {
         return false;
     }
-    *pMacAddrOut = pIter->rsp.returnedFlowId[nfl_batch_offset(pIter)];
+    *pMacAddrOut = pIter->rsp.returnedFlowId[pIter->nextLogicalIdx - pIter->req.flowStartIndex];
     pIter->nextLogicalIdx++;
     return true;
 }
@@ -364,11 +355,14 @@ void mxl_flow_to_var(amxc_var_t* ret, const mxl_moca_flow_t& flow) {
     amxc_var_add_new_key_uint32_t(ret, "Dfid", flow.dfid);
 }
 
+constexpr mxl_table_t FLOWS_TABLE{&mxl_moca_iface_t::flows_timer, FLOWS_TABLE_DATA_VALIDITY_INTERVAL, mxl_get_flows,
+                                  "mxl_get_flows failed", nullptr};
+
 } // namespace
 
 // Refreshes the cached flow table of `moca_if` from the chip.
 int mxl_get_flows(mxl_moca_iface_t* moca_if) {
-    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
+    mxl_chip_t chip;
     ClnkLib_LocalInfo_t local{};
     if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
@@ -385,7 +379,7 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
             return 0;   // abandoned: the next request lists again
         }
     }
-    mxl_cache_arm(moca_if->flows_timer, FLOWS_TABLE_DATA_VALIDITY_INTERVAL, false);
+    mxl_cache_arm(moca_if, FLOWS_TABLE);
     mxl_log_info("TotalFlows: %d", total);
     return 0;
 }
@@ -398,7 +392,7 @@ int mxl_qos_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get PQoS flows number for %s, timer state=%d", moca_if->name,
                  amxp_timer_get_state(moca_if->flows_timer));
-    int rc = mxl_cache_refresh(moca_if, moca_if->flows_timer, mxl_get_flows, "mxl_get_flows failed");
+    int rc = mxl_cache_refresh(moca_if, FLOWS_TABLE);
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_uint32_t(ret, "EgressNumFlows", moca_if->egress_num_flows);
     amxc_var_add_new_key_uint32_t(ret, "IngressNumFlows", moca_if->ingress_num_flows);
@@ -413,7 +407,7 @@ int mxl_flow_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get flowId for id %d data for %s, timer state=%d", call.index, moca_if->name,
                  amxp_timer_get_state(moca_if->flows_timer));
-    int rc = mxl_cache_refresh(moca_if, moca_if->flows_timer, mxl_get_flows, "mxl_get_flows failed");
+    int rc = mxl_cache_refresh(moca_if, FLOWS_TABLE);
     mxl_flow_to_var(ret, moca_if->flows[call.index]);
     return rc;
 }

@@ -35,23 +35,14 @@ int mxl_iface_init(mxl_moca_iface_t* moca_if, const char* name, const mxl_site_t
     return 0;
 }
 
-// A failed creation after the first timer also drops the timers made so far.
-void mxl_iface_drop_timers_after_failure(mxl_moca_iface_t* moca_if) {
-    amxp_timer_delete(&moca_if->nodes_timer);
-    amxp_timer_delete(&moca_if->bridges_timer);
-    amxp_timer_delete(&moca_if->flows_timer);
-    amxp_timer_delete(&moca_if->mesh_timer);
-    amxp_timer_delete(&moca_if->sapm_timer);
-    amxp_timer_delete(&moca_if->rlapm_timer);
-}
-
 int mxl_iface_create_timers(mxl_moca_iface_t* moca_if, const mxl_site_t& at) {
     for(size_t i = 0; i < std::size(cache_timers); i++) {
         int rc = amxp_timer_new(&(moca_if->*cache_timers[i].field), table_cache_expire, nullptr);
         if(rc != 0) {
             mxl_log_at(at, TRACE_LEVEL_ERROR, "Failed to allocate %s: %d", cache_timers[i].name, rc);
-            if(i > 0) {
-                mxl_iface_drop_timers_after_failure(moca_if);
+            // After the first, the timers made so far go too, latest first.
+            for(size_t j = (i > 0) ? std::size(cache_timers) : 0; j > 0; j--) {
+                amxp_timer_delete(&(moca_if->*cache_timers[j - 1].field));
             }
             return rc;
         }
@@ -74,18 +65,11 @@ mxl_moca_iface_t* find_mxl_moca_iface_by_name(const char* ifname) {
     return nullptr;
 }
 
+// Only the code of the local-info read counts: none of its fields is used.
 int mxl_iface_is_enabled(mxl_moca_iface_t* moca_if) {
     mxl_chip_t chip(moca_if->name);
     ClnkLib_LocalInfo_t info{};
-    if(chip.open() != 0) {
-        return 0;
-    }
-    int32_t rc = ClnkLib_GetLocalInfo(chip.h(), &info);
-    if(rc != 0) {
-        mxl_log_error("%s: ClnkLib_GetLocalInfo failed with rc=%d", moca_if->name, rc);
-        return 0;
-    }
-    return 1;
+    return (mxl_chip_open_local(chip, &info) == 0) ? 1 : 0;
 }
 
 void table_cache_expire(amxp_timer_t* /*timer*/, void* /*priv*/) {
@@ -152,27 +136,37 @@ void mxl_iface_delete(amxc_llist_it_t* it) {
     free(moca_if);
 }
 
-bool mxl_cache_is_fresh(amxp_timer_t* timer) {
-    return amxp_timer_get_state(timer) == amxp_timer_running;
-}
-
-void mxl_cache_arm(amxp_timer_t* timer, unsigned validity_s, bool announce, const char* site_func,
+void mxl_cache_arm(mxl_moca_iface_t* moca_if, const mxl_table_t& table, const char* site_func,
                    const char* site_file, int site_line) {
-    amxp_timer_start(timer, validity_s * 1000);
-    if(announce) {
+    amxp_timer_t* timer = moca_if->*table.timer;
+    amxp_timer_start(timer, table.validity_s * 1000);
+    if(table.fill != nullptr) {
         mxl_trace_at(TRACE_LEVEL_INFO, site_func, site_file, site_line, "armed timer for %d",
                      static_cast<int>(amxp_timer_remaining_time(timer)));
     }
 }
 
-int mxl_cache_refresh(mxl_moca_iface_t* moca_if, amxp_timer_t* timer, int (*refill)(mxl_moca_iface_t*),
-                      const char* failure, const char* site_func, const char* site_file, int site_line) {
-    if(mxl_cache_is_fresh(timer)) {
+int mxl_cache_refresh(mxl_moca_iface_t* moca_if, const mxl_table_t& table, bool* report, const char* site_func,
+                      const char* site_file, int site_line) {
+    if(amxp_timer_get_state(moca_if->*table.timer) == amxp_timer_running) {
         return 0;
     }
-    int rc = refill(moca_if);
+    if(table.routine != nullptr) {
+        int rc = table.routine(moca_if);
+        if(rc != 0) {
+            mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s", table.failure);
+        }
+        return rc;
+    }
+    mxl_chip_t chip(moca_if->name);
+    int32_t rc = chip.open(false, site_func, site_file, site_line);
     if(rc != 0) {
-        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s", failure);
+        *report = false;
+        return rc;
+    }
+    rc = table.fill(chip, moca_if, mxl_site_t{site_func, site_file, site_line});
+    if(rc == 0) {
+        mxl_cache_arm(moca_if, table, site_func, site_file, site_line);
     }
     return rc;
 }

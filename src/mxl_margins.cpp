@@ -46,7 +46,7 @@ struct rlapm_kind {
     static constexpr int (*table_size)(const char*, uint32_t*, uint32_t*) = rlapm_table_size;
 
     static int32_t read(ClnkLib_Handle_t* h, cfg_t* cfg) { return ClnkLib_GetRlapmCfg(h, cfg); }
-    static amxp_timer_t* timer(const mxl_moca_iface_t& m) { return m.rlapm_timer; }
+    static constexpr amxp_timer_t* mxl_moca_iface_t::*timer = &mxl_moca_iface_t::rlapm_timer;
     static constexpr unsigned validity_s = RLAPM_TABLE_DATA_VALIDITY_INTERVAL;
     static uint32_t& num(mxl_moca_iface_t& m) { return m.rlapm_num; }
     static std::span<entry_t, capacity> table(mxl_moca_iface_t& m) { return m.rlapm; }
@@ -105,7 +105,7 @@ struct sapm_kind {
     static constexpr int (*table_size)(const char*, uint32_t*, uint32_t*) = sapm_table_size;
 
     static int32_t read(ClnkLib_Handle_t* h, cfg_t* cfg) { return ClnkLib_GetSapmCfg(h, cfg); }
-    static amxp_timer_t* timer(const mxl_moca_iface_t& m) { return m.sapm_timer; }
+    static constexpr amxp_timer_t* mxl_moca_iface_t::*timer = &mxl_moca_iface_t::sapm_timer;
     static constexpr unsigned validity_s = SAPM_TABLE_DATA_VALIDITY_INTERVAL;
     static uint32_t& num(mxl_moca_iface_t& m) { return m.sapm_num; }
     static std::span<entry_t, capacity> table(mxl_moca_iface_t& m) { return m.sapm; }
@@ -201,26 +201,28 @@ void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::
     }
 }
 
-// Reads the configuration on the caller's open handle, counts it again on a
-// second handle, rebuilds the cached table and marks it fresh. A failed read
-// leaves the table and the timer as they were.
+// Reads the configuration on the report's open handle, counts it again on a
+// second handle and rebuilds the cached table. A failed read leaves the table
+// as it was.
 template<class K>
-int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t& moca_if, const char* ifname, const mxl_site_t& site) {
+int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& site) {
     typename K::cfg_t cfg{};
     int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
     if(rc != 0) {
         return rc;
     }
     uint32_t mask = 0;
-    rc = K::table_size(ifname, &mask, &K::num(moca_if));
+    rc = K::table_size(chip.name, &mask, &K::num(*moca_if));
     if(rc != 0) {
-        mxl_log_at(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", ifname, K::size_fn, rc);
+        mxl_log_at(site, TRACE_LEVEL_ERROR, "%s: %s failed with rc=%d", chip.name, K::size_fn, rc);
         return rc;
     }
-    flatten<K>(cfg, mask, K::table(moca_if), site);
-    mxl_cache_arm(K::timer(moca_if), K::validity_s, true, MXL_AT(site));
+    flatten<K>(cfg, mask, K::table(*moca_if), site);
     return 0;
 }
+
+template<class K>
+constexpr mxl_table_t cache_table{K::timer, K::validity_s, nullptr, nullptr, refill<K>};
 
 template<class K>
 void report_entry(amxc_var_t* ret, const typename K::entry_t& e) {
@@ -258,17 +260,12 @@ int info_retrieve(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
         return -1;
     }
     mxl_moca_iface_t& moca_if = *call.iface;
-    amxp_timer_t* timer = K::timer(moca_if);
     mxl_log_at(site, TRACE_LEVEL_INFO, "get %s for id %d data for %s, timer state=%d", K::tag,
-               static_cast<int>(call.index), moca_if.name, static_cast<int>(amxp_timer_get_state(timer)));
-    mxl_chip_t chip(call.ifname);
-    int32_t rc = 0;
-    if(!mxl_cache_is_fresh(timer)) {
-        rc = chip.open(false, MXL_AT(site));
-        if(rc != 0) {
-            return rc;
-        }
-        rc = refill<K>(chip, moca_if, call.ifname, site);
+               static_cast<int>(call.index), moca_if.name, static_cast<int>(amxp_timer_get_state(moca_if.*K::timer)));
+    bool report = true;
+    int rc = mxl_cache_refresh(&moca_if, cache_table<K>, &report, MXL_AT(site));
+    if(!report) {
+        return rc;
     }
     // The prologue bounds the index by the table's capacity.
     report_entry<K>(ret, K::table(moca_if)[call.index]);

@@ -79,6 +79,23 @@ int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl
 #undef MXL_REFUSE
 }
 
+int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
+                      mxl_chip_t& chip, const char* request, bool request_first, const char* site_func,
+                      const char* site_file, int site_line) {
+    if(mxl_prologue(fn, args, ret, call, site_func, site_file, site_line) != 0) {
+        return -1;
+    }
+    mxl_copy(chip.name, call->iface->name);
+    if((request != nullptr) && request_first) {
+        mxl_trace_at(TRACE_LEVEL_INFO, site_func, site_file, site_line, request, chip.name);
+    }
+    int32_t rc = chip.open(false, site_func, site_file, site_line);
+    if((rc == 0) && (request != nullptr) && !request_first) {
+        mxl_trace_at(TRACE_LEVEL_INFO, site_func, site_file, site_line, request, chip.name);
+    }
+    return rc;
+}
+
 AMXM_CONSTRUCTOR mxl_module_start(void) {
     amxm_shared_object_t* so = amxm_so_get_current();
     amxm_module_t* mod = nullptr;

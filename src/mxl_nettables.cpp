@@ -7,13 +7,6 @@
 
 namespace {
 
-constexpr uint32_t PROTO_PREFERRED_NC = 0x40;
-constexpr uint32_t PROTO_VERSION_BITS = 0x180;
-constexpr uint32_t PROTO_MOCA12 = 0x80;        // a 1.1 node that speaks 1.2
-constexpr uint32_t PROTO_BONDING = 0x200;
-constexpr uint32_t MOCA_VERSION_MAJOR = 0xF0;
-constexpr uint32_t MOCA_VERSION_1 = 0x10;
-constexpr uint32_t MOCA_VERSION_11 = 0x11;
 constexpr uint32_t BRIDGE_NODE_ID_BITS = 0xFFFF;
 constexpr uint32_t FMR_REQUEST_FLAGS = 2;
 constexpr const char* POWER_STATE_ACTIVE = "m0Active";
@@ -97,23 +90,15 @@ T if_valid(uint32_t valid, T value) {
     return (valid != 0) ? value : T{};
 }
 
-void node_version_text(mxl_moca_node_t* slot, const ClnkLib_NetInfo_t& net) {
-    if((net.mocaVer == MOCA_VERSION_11) && ((net.protoSupport & PROTO_VERSION_BITS) == PROTO_MOCA12)) {
-        mxl_copy(slot->highest_version, "1.2");
-    } else {
-        mxl_version_text(slot->highest_version, net.mocaVer);
-    }
-    slot->moca25_phy_capable = (strcmp(slot->highest_version, "2.5") == 0);
-}
-
 // Fills a cleared slot from what the chip told about its node.
 void fill_node(mxl_moca_node_t* slot, const ClnkLib_NetInfo_t& net, const profile_pair_t& bcast,
                const profile_pair_t& ucast) {
     slot->active = true;
-    node_version_text(slot, net);
+    mxl_highest_version_text(slot->highest_version, net);
+    slot->moca25_phy_capable = (strcmp(slot->highest_version, "2.5") == 0);
     mxl_mac_text(slot->mac_addr, net.guidHi, net.guidLo);
-    slot->preferred_nc = (net.protoSupport & PROTO_PREFERRED_NC) != 0;
-    slot->bonding_capable = (net.protoSupport & PROTO_BONDING) != 0;
+    slot->preferred_nc = (net.protoSupport & MOCA_PROTO_PREFERRED_NC) != 0;
+    slot->bonding_capable = (net.protoSupport & MOCA_PROTO_BONDING) != 0;
 
     slot->tx_bcast_rate = if_valid(bcast.tx.txProfileValid, bcast.tx.txPhyrate);
     slot->rx_bcast_power_level = if_valid(bcast.rx.rxProfileValid, static_cast<int32_t>(bcast.rx.rxPwrLevel));
@@ -142,8 +127,8 @@ int32_t read_node(mxl_chip_t& chip, uint32_t node, mxl_moca_node_t* slot, const 
                    rc);
         return rc;
     }
-    const profile_plan_t& plan = ((net.mocaVer & MOCA_VERSION_MAJOR) == MOCA_VERSION_1) ? MOCA1_PLAN : MOCA2_PLAN;
-    const bool bonding = (net.protoSupport & PROTO_BONDING) != 0;
+    const profile_plan_t& plan = ((net.mocaVer & MOCA_VERSION_MAJOR_BITS) == MOCA_VERSION_1) ? MOCA1_PLAN : MOCA2_PLAN;
+    const bool bonding = (net.protoSupport & MOCA_PROTO_BONDING) != 0;
     profile_pair_t bcast{};
     profile_pair_t ucast{};
     rc = select_profile(chip, node, plan.bcast, bonding, &bcast, at);
@@ -206,9 +191,13 @@ int32_t read_mesh_row(mxl_chip_t& chip, uint32_t node, ClnkLib_FmrInfo_t* fmr, m
     return 0;
 }
 
-// Rebuilds the whole mesh; rows of nodes before a failing request stay rebuilt.
-int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_LocalInfo_t& local,
-                     const mxl_site_t& at) {
+// Rebuilds the whole mesh on the report's handle; rows of nodes before a
+// failing request stay rebuilt. A failed local-info read keeps the old mesh.
+int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& at) {
+    ClnkLib_LocalInfo_t local{};
+    if(int32_t rc = MXL_CHIP_CALL_AT(at, chip, ClnkLib_GetLocalInfo, &local); rc != 0) {
+        return rc;
+    }
     memset(moca_if->meshes, 0, sizeof(moca_if->meshes));
     if(local.linkStatus == 0) {
         mxl_log_at(at, TRACE_LEVEL_INFO, "%s: link is down - all nodes are inactive", chip.name);
@@ -223,7 +212,6 @@ int32_t rebuild_mesh(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_
             }
         }
     }
-    mxl_cache_arm(moca_if->mesh_timer, MESH_TABLE_DATA_VALIDITY_INTERVAL, true, MXL_AT(at));
     return 0;
 }
 
@@ -350,12 +338,19 @@ int32_t fill_bridges(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const ClnkLib_
     return 0;
 }
 
+constexpr mxl_table_t NODES_TABLE{&mxl_moca_iface_t::nodes_timer, NODES_TABLE_DATA_VALIDITY_INTERVAL,
+                                  mxl_get_nodes_info, "mxl_get_nodes_info failed", nullptr};
+constexpr mxl_table_t MESH_TABLE{&mxl_moca_iface_t::mesh_timer, MESH_TABLE_DATA_VALIDITY_INTERVAL, nullptr, nullptr,
+                                 rebuild_mesh};
+constexpr mxl_table_t BRIDGES_TABLE{&mxl_moca_iface_t::bridges_timer, BRIDGES_TABLE_DATA_VALIDITY_INTERVAL,
+                                    mxl_get_bridges_info, "mxl_get_bridges_info failed", nullptr};
+
 } // namespace
 
 // ---- associated nodes ---------------------------------------------------------------------
 
 int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
-    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
+    mxl_chip_t chip;
     ClnkLib_LocalInfo_t local{};
     if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
@@ -380,7 +375,7 @@ int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
         }
         mxl_log_info("%s: found node %d with mac: %s", moca_if->name, slot->node_id, slot->mac_addr);
     }
-    mxl_cache_arm(moca_if->nodes_timer, NODES_TABLE_DATA_VALIDITY_INTERVAL, false);
+    mxl_cache_arm(moca_if, NODES_TABLE);
     return 0;
 }
 
@@ -390,7 +385,7 @@ int mxl_node_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
         return -1;
     }
     mxl_log_info("get node id %d data for %s", call.index, call.ifname);
-    int rc = mxl_cache_refresh(call.iface, call.iface->nodes_timer, mxl_get_nodes_info, "mxl_get_nodes_info failed");
+    int rc = mxl_cache_refresh(call.iface, NODES_TABLE);
     add_node_keys(ret, call.iface->nodes[call.index]);
     return rc;
 }
@@ -407,17 +402,10 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
     const uint32_t rx = call.index & 0xF;
     mxl_log_info("get mesh for id %d data for %s, timer state=%d", call.index, call.ifname,
                  static_cast<int>(amxp_timer_get_state(moca_if->mesh_timer)));
-    int32_t rc = 0;
-    if(!mxl_cache_is_fresh(moca_if->mesh_timer)) {
-        mxl_chip_t chip(call.ifname);
-        ClnkLib_LocalInfo_t local{};
-        rc = mxl_chip_open_local(chip, &local);
-        if(!chip.opened) {
-            return rc;   // no chip at all: ret stays as given
-        }
-        if(rc == 0) {
-            rc = rebuild_mesh(chip, moca_if, local, mxl_here());
-        }
+    bool report = true;
+    int rc = mxl_cache_refresh(moca_if, MESH_TABLE, &report);
+    if(!report) {
+        return rc;   // no chip at all: ret stays as given
     }
     add_mesh_keys(ret, tx, rx, moca_if->meshes[tx].entry[rx]);
     return rc;
@@ -426,7 +414,7 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
 // ---- bridge tables ------------------------------------------------------------------------
 
 int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
-    mxl_chip_t chip(mxl_refill_chip_name(moca_if));
+    mxl_chip_t chip;
     ClnkLib_LocalInfo_t local{};
     if(int32_t rc = mxl_refill_start(moca_if, chip, &local); rc != 0) {
         return rc;
@@ -442,7 +430,7 @@ int mxl_get_bridges_info(mxl_moca_iface_t* moca_if) {
     if(rc != 0) {
         return rc;
     }
-    mxl_cache_arm(moca_if->bridges_timer, BRIDGES_TABLE_DATA_VALIDITY_INTERVAL, false);
+    mxl_cache_arm(moca_if, BRIDGES_TABLE);
     return 0;
 }
 
@@ -454,7 +442,7 @@ int mxl_bridge_info_retrieve(const char* /*function_name*/, amxc_var_t* args, am
     mxl_moca_iface_t* moca_if = call.iface;
     mxl_log_info("get bridge for node id %d data for %s, timer state=%d", call.index, call.ifname,
                  static_cast<int>(amxp_timer_get_state(moca_if->bridges_timer)));
-    int rc = mxl_cache_refresh(moca_if, moca_if->bridges_timer, mxl_get_bridges_info, "mxl_get_bridges_info failed");
+    int rc = mxl_cache_refresh(moca_if, BRIDGES_TABLE);
     const mxl_moca_bridge_t& slot = moca_if->bridges[call.index];
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_uint32_t(ret, "NodeIndex", slot.node_id);

@@ -88,28 +88,16 @@ uint32_t moca_max_bitrate(mxl_chip_t& chip, const ClnkLib_LocalInfo_t& local) {
     return ((ecb.debug15 & ECB_BITRATE_2500) == ECB_BITRATE_2500) ? 2500 : 1000;
 }
 
-void moca_highest_version(char (&dst)[16], const ClnkLib_NetInfo_t& net) {
-    // A MoCA 1.1 node announcing the 1.2 protocol bits.
-    if((net.mocaVer == 0x11) && ((net.protoSupport & 0x180) == 0x80)) {
-        mxl_copy(dst, "1.2");
-    } else {
-        mxl_version_text(dst, net.mocaVer);
-    }
-}
-
 } // namespace
 
 int mxl_static_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     mxl_call_t call;
-    if(mxl_prologue(MXL_FN_RETRIEVE_STATIC, args, ret, &call) != 0) {
-        return -1;
-    }
-    mxl_moca_iface_t* m = call.iface;
-    mxl_chip_t chip(call.ifname);
-    if(int32_t rc = chip.open(); rc != 0) {
+    mxl_chip_t chip;
+    if(int rc = mxl_prologue_open(MXL_FN_RETRIEVE_STATIC, args, ret, &call, chip, "Get static data for %s", false);
+       rc != 0) {
         return rc;
     }
-    mxl_log_info("Get static data for %s", m->name);
+    mxl_moca_iface_t* m = call.iface;
     ClnkLib_LocalInfo_t local{};
     ClnkLib_NetInfo_t net{};
     ClnkLib_PhyTxProfile_t bcast{};
@@ -123,7 +111,7 @@ int mxl_static_info_retrieve(const char* /*function_name*/, amxc_var_t* args, am
 
     mxl_copy(m->firmware_version, VERSION_PKG_STR);
     mxl_copy(m->supported_bands, SUPPORTED_BANDS);
-    moca_highest_version(m->highest_version, net);
+    mxl_highest_version_text(m->highest_version, net);
     mxl_format(m->net_taboo_mask, "%016X", local.tabooMask);
     m->tx_bcast_power_reduction = (bcast.txProfileValid == 1) ? bcast.txTpcBackoff : 0;
     m->aggr_size = 0;
@@ -154,15 +142,11 @@ int mxl_static_info_retrieve(const char* /*function_name*/, amxc_var_t* args, am
 
 int mxl_dyn_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     mxl_call_t call;
-    if(mxl_prologue(MXL_FN_RETRIEVE_DYN, args, ret, &call) != 0) {
-        return -1;
-    }
-    mxl_moca_iface_t* m = call.iface;
-    mxl_chip_t chip(call.ifname);
-    if(int32_t rc = chip.open(); rc != 0) {
+    mxl_chip_t chip;
+    if(int rc = mxl_prologue_open(MXL_FN_RETRIEVE_DYN, args, ret, &call, chip, "get dyn data for %s", false); rc != 0) {
         return rc;
     }
-    mxl_log_info("get dyn data for %s", m->name);
+    mxl_moca_iface_t* m = call.iface;
     ClnkLib_LocalInfo_t local{};
     ClnkLib_ClnkCfgV2_t cfg{};
     ClnkLib_PhyMisc_t misc{};
@@ -237,11 +221,8 @@ int mxl_dyn_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_
 int mxl_stats_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_var_t* ret) {
     ClnkLib_DataStats_t stats{};
     mxl_call_t call;
-    if(mxl_prologue(MXL_FN_RETRIEVE_STATS, args, ret, &call) != 0) {
-        return -1;
-    }
-    mxl_chip_t chip(call.iface->name);
-    if(int32_t rc = chip.open(); rc != 0) {
+    mxl_chip_t chip;
+    if(int rc = mxl_prologue_open(MXL_FN_RETRIEVE_STATS, args, ret, &call, chip, nullptr, false); rc != 0) {
         return rc;
     }
     if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetDataStats, 0, &stats); rc != 0) {

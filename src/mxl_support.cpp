@@ -92,11 +92,20 @@ void mxl_version_text(char (&dst)[16], uint32_t moca_ver) {
     mxl_format(dst, "%d.%d", static_cast<int>((moca_ver >> 4) & 0xF), static_cast<int>(moca_ver & 0xF));
 }
 
+void mxl_highest_version_text(char (&dst)[16], const ClnkLib_NetInfo_t& net) {
+    if((net.mocaVer == MOCA_VERSION_11) && ((net.protoSupport & MOCA_PROTO_VERSION_BITS) == MOCA_PROTO_MOCA12)) {
+        mxl_copy(dst, "1.2");
+    } else {
+        mxl_version_text(dst, net.mocaVer);
+    }
+}
+
 int32_t mxl_refill_start(const mxl_moca_iface_t* moca_if, mxl_chip_t& chip, ClnkLib_LocalInfo_t* local,
                          const char* site_func, const char* site_file, int site_line) {
     if(moca_if == nullptr) {
         mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "moca_if is NULL");
         return -1;
     }
+    mxl_copy(chip.name, moca_if->name);
     return mxl_chip_open_local(chip, local, site_func, site_file, site_line);
 }
