@@ -69,7 +69,9 @@ inline mxl_site_t mxl_here(MXL_CALLER_SITE) {
 #define MXL_AT(site) (site).func, (site).file, (site).line
 #define mxl_log_at(site, level, fmt, ...) mxl_trace_at(level, MXL_AT(site), fmt __VA_OPT__(, ) __VA_ARGS__)
 
-// ---- registered functions -------------------------------------------------------------------
+// ---- load and unload hooks, registered functions ----------------------------------------------
+int mxl_module_start(void);
+int mxl_module_stop(void);
 int mxl_iface_create(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
 int mxl_iface_destroy(const char* function_name, amxc_var_t* args, amxc_var_t* ret);
 int mxl_cfg_info_set(const char* function_name, amxc_var_t* args, amxc_var_t* ret);

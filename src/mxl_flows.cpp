@@ -25,12 +25,10 @@ struct clnkqos_Timer_t {
     struct timeval expire;
 };
 
-struct flow_code_name_t {
+constexpr struct {
     ClnkLib_FlowCode_t code;
     const char* name;
-};
-
-constexpr flow_code_name_t flow_code_names[] = {
+} flow_code_names[] = {
     {CLNKLIB_FLOWCODE_SUCCESS, "FLOWCODE_SUCCESS"},
     {CLNKLIB_FLOWCODE_TIMEOUT, "FLOWCODE_TIMEOUT"},
     {CLNKLIB_FLOWCODE_QOS_UNAVAIL, "FLOWCODE_QOS_UNAVAIL"},
@@ -68,7 +66,7 @@ constexpr flow_code_name_t flow_code_names[] = {
 char printMac[MOCA_MAC_TEXT_LEN];
 
 const char* clnkqos_getFlowCodeString(ClnkLib_FlowCode_t flowCode) {
-    for(const flow_code_name_t& entry : flow_code_names) {
+    for(const auto& entry : flow_code_names) {
         if(entry.code == flowCode) {
             return entry.name;
         }
