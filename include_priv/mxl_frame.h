@@ -174,7 +174,8 @@ int mxl_get_bridges_info(mxl_moca_iface_t* moca_if);
 int mxl_get_flows(mxl_moca_iface_t* moca_if);
 
 // Refills a table unless its timer runs. Returns 0 or the refill's code;
-// *report (if given) is false when the report's own open failed.
+// *report (required for a table filled inside its report) is false when the
+// report's own open failed: nothing is to be reported then.
 int mxl_cache_refresh(mxl_moca_iface_t* moca_if, const mxl_table_t& table, bool* report = nullptr, MXL_CALLER_SITE);
 // Marks a refilled table fresh; a table refilled inside its report logs
 // "armed timer for %d".
