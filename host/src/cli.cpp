@@ -106,6 +106,8 @@ Scan scan(const std::vector<std::string>& args) {
         std::string value;
         if(name == "--json" && !has_inline) {
             sc.json_flag = true;
+        } else if(name == "--show-secrets" && !has_inline) {
+            opt.show_secrets = true;
         } else if(name == "--module") {
             take_value(args, &i, name, inline_value, has_inline, &opt.module_path, &err);
         } else if(name == "--sim") {
@@ -227,6 +229,11 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         *err = "report writes HTML; --json goes with call, dump and health";
         return std::nullopt;
     }
+    if(opt.show_secrets && opt.command != Command::dump && opt.command != Command::health &&
+       opt.command != Command::report) {
+        *err = "--show-secrets goes with dump, health and report";
+        return std::nullopt;
+    }
     opt.json_output = sc.json_flag;
     return opt;
 }
@@ -289,6 +296,8 @@ const char* usage_text() {
         "                     standard error\n"
         "                     (call: default 200, errors and warnings; the others:\n"
         "                     kept with each call, up to 200 unless LEVEL is given)\n"
+        "  --show-secrets     dump, health, report: print the pass phrase; without it they\n"
+        "                     show only that one is set and its length\n"
         "  -h, --help         this text\n";
 }
 

@@ -20,6 +20,7 @@ struct Options {
     std::string create_ifname;          // call only: create this record first
     bool create = false;
     bool json_output = false;
+    bool show_secrets = false;          // dump, health, report: print the pass phrase as it is
     int trace_level = -1;               // -1: keep the default (errors and warnings)
     std::string function;               // call
     json call_args = json::object();    // call: KEY=VALUE pairs in script argument form

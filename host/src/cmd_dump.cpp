@@ -153,6 +153,34 @@ void print_dump_json(const DumpRun& run, std::FILE* out) {
     std::fprintf(out, " ],\n \"summary\": %s}\n", to_line(summary_json(run)).c_str());
 }
 
+// What people read (and paste into tickets) must not carry the network's pass
+// phrase: every text of the walk that holds it gets a mark of its length instead.
+void hide_secrets(DumpRun& run) {
+    const DumpCall* cfg = run.find("retrieve-cfg-info");
+    const std::string secret = cfg != nullptr ? cfg->text("KeyPassphrase") : "";
+    if(secret.empty()) {
+        return;
+    }
+    const std::string mark = "<set, " + std::to_string(secret.size()) + " characters>";
+    auto hide = [&](auto& self, json& value) -> void {
+        if(value.is_string()) {
+            std::string text = value.get<std::string>();
+            for(size_t at = text.find(secret); at != std::string::npos; at = text.find(secret, at + mark.size())) {
+                text.replace(at, secret.size(), mark);
+            }
+            value = text;
+        } else if(value.is_structured()) {
+            for(auto& item : value) {
+                self(self, item);
+            }
+        }
+    };
+    for(DumpCall& call : run.calls) {
+        hide(hide, call.args);
+        hide(hide, call.result);
+    }
+}
+
 bool read_interface(const Options& opt, DumpRun* run) {
     // Trace lines are kept with each call; --trace also echoes them as they come.
     Session session(opt, opt.trace_level >= 0 ? opt.trace_level : 200, opt.trace_level >= 0);
@@ -170,6 +198,9 @@ bool read_interface(const Options& opt, DumpRun* run) {
         walker.call("destroy-moca-iface");
     }
     run->elapsed_ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    if(!opt.show_secrets) {
+        hide_secrets(*run);
+    }
     return true;
 }
 
