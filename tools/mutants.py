@@ -96,7 +96,7 @@ def edits_of(code):
         spans = top_level_args(code, m.end() - 1)
         for a, b in (spans or [])[:6]:
             arg = code[a:b].strip()
-            declared = re.search(r"\w\s+[*&]?\w", arg)
+            declared = re.search(r"\w[*&]*\s+[*&]*\w", arg) or arg == "..."
             if arg and not declared and not re.fullmatch(r"0|nullptr|-?\d+|true|false|\".*\"", arg):
                 found.append((a + code[a:b].index(arg), arg, "0", "argument"))
     return found

@@ -568,6 +568,11 @@ std::vector<FlowCase> flow_cases() {
                    true, true});
     out.push_back({"ListTimesOutSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}}, 5,
                    0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
+    // Ids in an answer that is not a success are never used.
+    out.push_back({"ListTimesOutSixTimesWithIds",
+                   {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8},
+                    {"set", {{"numReturnedFlowIds", 2}}}},
+                   5, 0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
     out.push_back({"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
     out.push_back({"QueryFailsSixTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}}, 0, 0,
                    {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false});

@@ -328,6 +328,18 @@ TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
     }
 }
 
+// The rows are read once to fill and once to count: only the profiles in use
+// at the count are filled.
+TEST_F(MarginsTest, ProfilesLeftOutOfTheCountAreNotFilled) {
+    row(SAPM, 0, 0, {{"freq", 1150}});
+    row(SAPM, 1, 0, {{"freq", 1200}});
+    sim(scenario);
+    fault({{"op", "GetSapmCfg"}, {"skip", 1}, {"rc", 0}, {"set", {{"profiles.0.tbl.0.freq", 0}}}});
+    Outcome out = info(SAPM, 1);
+    EXPECT_EQ(out.value("Profile"), 1);
+    EXPECT_EQ(out.value("Frequency"), 1200);
+}
+
 TEST_F(MarginsTest, SapmMarginCountFollowsTheStart) {
     row(SAPM, 0, 0, {{"freq", 1150}, {"phymargin", {1, 2, 3}}});
     sim(scenario);

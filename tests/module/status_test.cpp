@@ -181,6 +181,9 @@ TEST_F(StatusTest, MaxBitRateFollowsTheFirmwareVersion) {
         EXPECT_EQ(out.value("MaxBitRate"), c.rate);
         EXPECT_EQ(out.count_op("ClnkLib_GetEcbStats"), c.rate != 0 ? 1u : 0u);
     }
+    // The text ends after 24 characters: the words after it in the record are not part of it.
+    patch({{"localInfo", {{"socVersionStr", "1.18.0000000000000000001"}, {"mac", "36:00:00:00:00:01"}}}});
+    EXPECT_EQ(get("retrieve-static-info").value("MaxBitRate"), 0);
     // A failed ECB read is not an error: the cleared record gives 1000.
     patch({{"localInfo", {{"socVersionStr", "1.18.16"}}}, {"ecbStats", {{"debug15", 6}}}});
     fault({{"op", "GetEcbStats"}, {"rc", -5}});
