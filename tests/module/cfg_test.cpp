@@ -149,10 +149,6 @@ TEST_F(CfgTest, OnlyTheFirstKnownKeyIsApplied) {
     }
     EXPECT_EQ(report().value("FreqCurrentMaskSetting"), "00000000003C0000");
     EXPECT_EQ(call("retrieve-dyn-info", {{"InternalName", "moca0"}}).value("FreqCurrentMask"), "00000000003C0000");
-    // nor does it touch the phrase the record holds
-    ASSERT_EQ(set({{"KeyPassphrase", "secret1"}}).rc, 0);
-    EXPECT_EQ(set({{"KeyPassphrase", 5}}).chip_ops(), (strings{OPEN, CLOSE}));
-    EXPECT_EQ(report().value("KeyPassphrase"), "secret1");
 }
 
 TEST_F(CfgTest, EnableStartsOrStopsFromTheRecordState) {
