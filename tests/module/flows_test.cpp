@@ -429,6 +429,7 @@ TEST_F(FlowsTest, SpinWaitsHundredMillisecondsOfWallClock) {
         {1000000999999LL, UINT64_MAX, 101}, {1000000900000LL, UINT64_MAX, 101},
         {1000000123456LL, 50, 152},   // clock set back an hour while waiting: wait afresh
         {1000000000000LL, UINT64_MAX, 16, 7000},   // a coarse clock passes the deadline between reads
+        {1000000950000LL, UINT64_MAX, 1001, 100},  // a fine clock, across a second
     };
     start(network({{0, 1}}, 0));
     for(const SpinCase& c : cases) {

@@ -328,6 +328,19 @@ TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
     }
 }
 
+// A refused call's line names the registered function.
+TEST_F(MarginsTest, RefusalsNameTheirFunction) {
+    for(const Kind* k : {&RLAPM, &SAPM}) {
+        const Outcome out[] = {info(*k, 0), checked(call(k->number_fn, ojson::object()))};
+        const std::string names[] = {std::string("mxl_") + k->tag + "_info_retrieve",
+                                     std::string("mxl_") + k->tag + "_entries_number"};
+        for(int i = 0; i < 2; i++) {
+            ASSERT_EQ(out[i].log.size(), 1u);
+            EXPECT_EQ(out[i].log[0].func, names[i]);
+        }
+    }
+}
+
 // The rows are read once to fill and once to count: only the profiles in use
 // at the count are filled.
 TEST_F(MarginsTest, ProfilesLeftOutOfTheCountAreNotFilled) {
