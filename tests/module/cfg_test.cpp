@@ -177,54 +177,6 @@ TEST_F(CfgTest, EnableStartsOrStopsFromTheRecordState) {
     }
 }
 
-TEST_F(CfgTest, EveryChipFailureIsReportedOnceAndClosesTheHandle) {
-    struct Case {
-        ojson args;
-        const char* op;
-        std::string error;
-        strings ops;
-    };
-    const std::string write_failed = "moca0: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc=-5";
-    const Case cases[] = {
-        {{{"PreferredNC", true}}, "OpenByName", "moca0: ClnkLib_OpenByName failed with rc=-5", {OPEN}},
-        {{{"PreferredNC", true}}, "GetClnkCfgV2Params", "moca0: ClnkLib_GetClnkCfgV2Params for PreferredNC failed rc=-5",
-         {OPEN, GET, CLOSE}},
-        {{{"TpcTargetRateNper", 1}}, "GetClnkCfgV2Params",
-         "moca0: ClnkLib_GetClnkCfgV2Params for tgtP2pNperRate failed rc=-5", {OPEN, GET, CLOSE}},
-        {{{"TxPowerLimit", 1}}, "GetClnkCfgV2Params", "moca0: ClnkLib_GetClnkCfgV2Params for maxTxPwr failed rc=-5",
-         {OPEN, GET, CLOSE}},
-        {{{"PowerCntlPhyTarget", 1}}, "GetClnkCfgV2Params",
-         "moca0: ClnkLib_GetClnkCfgV2Params for tgtP2p50Rate failed rc=-5", {OPEN, GET, CLOSE}},
-        {{{"BeaconPowerLimit", 1}}, "GetClnkCfgV2Params",
-         "moca0: ClnkLib_GetClnkCfgV2Params for beaconTxPwr failed rc=-5", {OPEN, GET, CLOSE}},
-        {{{"NodeTabooMask", "1"}}, "GetClnkCfgV2Params", "moca0: ClnkLib_GetClnkCfgV2Params for tabooMask failed rc=-5",
-         {OPEN, GET, CLOSE}},
-        {{{"TxPowerLimit", 1}}, "SetClnkCfgV2Params", write_failed, {OPEN, GET, SET, CLOSE}},
-        {{{"PrivacyEnabledSetting", true}}, "SetClnkCfgV2Params", write_failed, {OPEN, SET, CLOSE}},
-        {{{"KeyPassphrase", "abc"}}, "SetClnkCfgV2Params", write_failed, {OPEN, SET, CLOSE}},
-        {{{"Enable", false}}, "Stop", "moca0: ClnkLib_Stop failed with rc=-5", {OPEN, "ClnkLib_Stop", CLOSE}},
-    };
-    const nlohmann::json before = clnksim::state();
-    for(const Case& c : cases) {
-        SCOPED_TRACE(c.args.dump());
-        fault({{"op", c.op}, {"rc", -5}});
-        Outcome out = set(c.args);
-        EXPECT_EQ(out.rc, -5);
-        EXPECT_EQ(out.errors(), strings{c.error});
-        EXPECT_EQ(out.chip_ops(), c.ops);
-        EXPECT_EQ(out.handles, 0);
-        EXPECT_EQ(clnksim::state(), before);
-    }
-    EXPECT_EQ(report().value("Enable"), true);
-
-    ASSERT_EQ(set({{"Enable", false}}).rc, 0);
-    fault({{"op", "Start"}, {"rc", -5}});
-    Outcome out = set({{"Enable", true}});
-    EXPECT_EQ(out.rc, -5);
-    EXPECT_EQ(out.errors(), strings{"moca0: ClnkLib_Start failed with rc=-5"});
-    EXPECT_EQ(report().value("Enable"), false);
-}
-
 TEST_F(CfgTest, ReportReadsTheChipOnce) {
     struct Case {
         ojson config;

@@ -3,9 +3,11 @@
 // with exactly that call failing, each time from the same cold start. Every
 // run is checked against the outcome the module documents for that failure
 // (the expectation table below): result code, error lines, what the result
-// holds, no handle left open, the chip unchanged, and what the next clean call
-// does. The flow listing's retry paths (flow codes, retry budgets, change
-// detection) have a table of their own.
+// holds, no handle left open, the chip unchanged, what the next clean call
+// does, and every record handed to the chip library starts zeroed. The flow
+// listing's retry paths (flow codes, retry budgets, change detection) have a
+// table of their own.
+#include <dlfcn.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -14,6 +16,8 @@
 #include <iostream>
 #include <map>
 #include <sstream>
+
+#include <clnkapi.h>
 
 #include "mxl_test_env.h"
 
@@ -348,6 +352,56 @@ extern "C" int gettimeofday(struct timeval* __restrict tv, void* __restrict) noe
     return 0;
 }
 
+// ---- the chip library's reads, on their way from the module to the simulator -----------------
+
+// Every record the module hands over to be filled starts zeroed, so that what a
+// library leaves unwritten is never judged on leftover memory.
+namespace {
+strings g_unclean;
+template <typename T>
+void expect_zeroed(const char* op, const T* record, size_t count = 1) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(record);
+    if(std::any_of(bytes, bytes + sizeof(T) * count, [](unsigned char b) { return b != 0; })) {
+        g_unclean.push_back(op);
+    }
+}
+} // namespace
+
+#define MXL_READ(op, check, params, ...)                                               \
+    extern "C" int32_t op params {                                                     \
+        check;                                                                         \
+        static auto next = reinterpret_cast<decltype(&op)>(dlsym(RTLD_NEXT, #op));     \
+        return next(__VA_ARGS__);                                                      \
+    }
+MXL_READ(ClnkLib_ListNames, expect_zeroed(__func__, n, cap), (ClnkLib_Name_t* n, uint32_t cap), n, cap)
+MXL_READ(ClnkLib_GetLocalInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_LocalInfo_t* p), h, p)
+MXL_READ(ClnkLib_GetNetInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t n, ClnkLib_NetInfo_t* p),
+         h, n, p)
+MXL_READ(ClnkLib_GetPhyTxProfile, expect_zeroed(__func__, p),
+         (ClnkLib_Handle_t* h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyTxProfile_t* p), h, n, t, f, p)
+MXL_READ(ClnkLib_GetPhyRxProfile, expect_zeroed(__func__, p),
+         (ClnkLib_Handle_t* h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyRxProfile_t* p), h, n, t, f, p)
+MXL_READ(ClnkLib_GetEcbStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_EcbStats_t* p),
+         h, f, p)
+MXL_READ(ClnkLib_GetClnkCfgV2, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_ClnkCfgV2_t* p),
+         h, f, p)
+MXL_READ(ClnkLib_GetClnkCfgV2Params, expect_zeroed(__func__, p),
+         (ClnkLib_Handle_t* h, const clnk_param_mask_t* m, ClnkLib_ClnkCfgV2_t* p), h, m, p)
+MXL_READ(ClnkLib_GetPhyMisc, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_PhyMisc_t* p), h, p)
+MXL_READ(ClnkLib_GetCdInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t n, ClnkLib_CdInfo_t* p), h, n,
+         p)
+MXL_READ(ClnkLib_GetDataStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_DataStats_t* p),
+         h, f, p)
+MXL_READ(ClnkLib_GetRlapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_RlapmStaticCfgV2_t* p), h, p)
+MXL_READ(ClnkLib_GetSapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_SapmStaticCfgV2_t* p), h, p)
+// The mesh report zeroes its FMR record once, a refill its bridge table once, and
+// the flow listing keeps its response across attempts: those reads pass unchecked.
+MXL_READ(ClnkLib_GetFmrInfo, (void) 0, (ClnkLib_Handle_t* h, uint32_t m, uint32_t f, ClnkLib_FmrInfo_t* p), h, m, f,
+         p)
+MXL_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, c),
+         (ClnkLib_Handle_t* h, uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p), h, t, f, c, p)
+#undef MXL_READ
+
 namespace {
 
 class FaultMatrix : public ModuleTest, public ::testing::WithParamInterface<Scenario> {
@@ -452,6 +506,7 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
 }
 
 TEST_P(FaultMatrix, EveryChipCallFails) {
+    g_unclean.clear();
     size_t total = 0;
     std::ostringstream table;
     for(const MatrixCall& c : calls(GetParam().iface)) {
@@ -469,6 +524,7 @@ TEST_P(FaultMatrix, EveryChipCallFails) {
         table << row;
     }
     std::cout << "[ matrix   ] " << GetParam().name << ": " << total << " injected points\n" << table.str();
+    EXPECT_EQ(g_unclean, strings{}) << "records handed to the chip library not zeroed";
 }
 
 // ---- the flow listing's retry paths ----------------------------------------------------------
@@ -509,6 +565,11 @@ std::vector<FlowCase> flow_cases() {
                    true, true});
     out.push_back({"ListTimesOutSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}}, 5,
                    0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
+    // Ids in an answer that is not a success are never used.
+    out.push_back({"ListTimesOutSixTimesWithIds",
+                   {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8},
+                    {"set", {{"numReturnedFlowIds", 2}}}},
+                   5, 0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
     out.push_back({"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
     out.push_back({"QueryFailsSixTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}}, 0, 0,
                    {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false});

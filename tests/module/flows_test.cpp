@@ -422,17 +422,20 @@ TEST_F(FlowsTest, SpinWaitsHundredMillisecondsOfWallClock) {
         int64_t start_us;
         uint64_t jump_at;
         uint64_t reads;   // clock reads of the one busy wait
+        int64_t step_us = 1000;
     };
     const SpinCase cases[] = {
         {1000000000000LL, UINT64_MAX, 101}, {1000000950000LL, UINT64_MAX, 101},
         {1000000999999LL, UINT64_MAX, 101}, {1000000900000LL, UINT64_MAX, 101},
         {1000000123456LL, 50, 152},   // clock set back an hour while waiting: wait afresh
+        {1000000000000LL, UINT64_MAX, 16, 7000},   // a coarse clock passes the deadline between reads
+        {1000000950000LL, UINT64_MAX, 1001, 100},  // a fine clock, across a second
     };
     start(network({{0, 1}}, 0));
     for(const SpinCase& c : cases) {
         SCOPED_TRACE(c.start_us);
         fault(ojson::parse(R"({"op":"ListFlows","rc":0,"flowCode":8})"));
-        g_clock = FakeClock{true, c.start_us, 1000, 0, c.jump_at, -3600LL * 1000000};
+        g_clock = FakeClock{true, c.start_us, c.step_us, 0, c.jump_at, -3600LL * 1000000};
         Outcome out = qos();
         g_clock.on = false;
         EXPECT_EQ(g_clock.reads, c.reads);

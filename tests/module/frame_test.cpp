@@ -6,6 +6,7 @@
 
 #include <amxp/amxp_timer.h>
 
+#include "mxl_moca.h"
 #include "mxl_test_env.h"
 
 using namespace mxltest;
@@ -16,6 +17,8 @@ namespace {
 constexpr int FAIL_RC = -7;
 int g_fail_timer_at = 0;
 int g_timer_calls = 0;
+int g_live_timers = 0;           // created and not deleted
+bool g_fail_record_alloc = false;
 
 const ojson MOCA0 = ojson::parse(R"({
   "interfaces": {
@@ -60,6 +63,7 @@ protected:
     void SetUp() override {
         g_fail_timer_at = 0;
         g_timer_calls = 0;
+        g_live_timers = 0;
         ModuleTest::SetUp();
         sim(MOCA0);
     }
@@ -85,8 +89,39 @@ extern "C" int amxp_timer_new(amxp_timer_t** timer, amxp_timer_cb_t cb, void* pr
     if((g_fail_timer_at > 0) && (++g_timer_calls == g_fail_timer_at)) {
         return FAIL_RC;
     }
-    return real(timer, cb, priv);
+    const int rc = real(timer, cb, priv);
+    g_live_timers += (rc == 0) ? 1 : 0;
+    return rc;
 }
+
+extern "C" void amxp_timer_delete(amxp_timer_t** timer) {
+    using fn_t = void (*)(amxp_timer_t**);
+    static fn_t real = reinterpret_cast<fn_t>(dlsym(RTLD_NEXT, "amxp_timer_delete"));
+    g_live_timers -= (timer != nullptr && *timer != nullptr) ? 1 : 0;
+    real(timer);
+}
+
+#ifndef __SANITIZE_ADDRESS__   // the sanitizer's allocator must see every block
+// A record that cannot be allocated: the module's calloc of one fails once.
+extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void* calloc(size_t n, size_t size) noexcept {
+    if(g_fail_record_alloc && n * size == sizeof(mxl_moca_iface_t)) {
+        g_fail_record_alloc = false;
+        return nullptr;
+    }
+    return __libc_calloc(n, size);
+}
+
+TEST_F(FrameTest, RecordThatCannotBeAllocatedIsRefused) {
+    g_fail_record_alloc = true;
+    Outcome out = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
+    EXPECT_EQ(out.rc, -1);
+    EXPECT_EQ(out.errors(), std::vector<std::string>{"Unable to allocate memory"});
+    EXPECT_TRUE(out.chip.empty());
+    EXPECT_EQ(g_live_timers, 0);
+    create("moca0");
+}
+#endif
 
 TEST_F(FrameTest, EveryFunctionIsRegistered) {
     for(const Row& row : ROWS) {
@@ -232,6 +267,7 @@ TEST_F(FrameTest, FailedTimerRollsTheRecordBack) {
         Outcome out = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
         g_fail_timer_at = 0;
         EXPECT_EQ(out.rc, FAIL_RC);
+        EXPECT_EQ(g_live_timers, 0);   // the timers made before the failure are gone
         EXPECT_EQ(out.errors(), std::vector<std::string>{std::string("Failed to allocate ") + timers[at - 1] +
                                                          ": " + std::to_string(FAIL_RC)});
         // nothing is left behind: the name can be created afresh

@@ -328,27 +328,51 @@ TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
     }
 }
 
-TEST_F(MarginsTest, SapmStartsBeyondTheRowGiveNoMargins) {
+// A refused call's line names the registered function.
+TEST_F(MarginsTest, RefusalsNameTheirFunction) {
+    for(const Kind* k : {&RLAPM, &SAPM}) {
+        const Outcome out[] = {info(*k, 0), checked(call(k->number_fn, ojson::object()))};
+        const std::string names[] = {std::string("mxl_") + k->tag + "_info_retrieve",
+                                     std::string("mxl_") + k->tag + "_entries_number"};
+        for(int i = 0; i < 2; i++) {
+            ASSERT_EQ(out[i].log.size(), 1u);
+            EXPECT_EQ(out[i].log[0].func, names[i]);
+        }
+    }
+}
+
+// The rows are read once to fill and once to count: only the profiles in use
+// at the count are filled.
+TEST_F(MarginsTest, ProfilesLeftOutOfTheCountAreNotFilled) {
+    row(SAPM, 0, 0, {{"freq", 1150}});
+    row(SAPM, 1, 0, {{"freq", 1200}});
+    sim(scenario);
+    fault({{"op", "GetSapmCfg"}, {"skip", 1}, {"rc", 0}, {"set", {{"profiles.0.tbl.0.freq", 0}}}});
+    Outcome out = info(SAPM, 1);
+    EXPECT_EQ(out.value("Profile"), 1);
+    EXPECT_EQ(out.value("Frequency"), 1200);
+}
+
+TEST_F(MarginsTest, SapmMarginCountFollowsTheStart) {
     row(SAPM, 0, 0, {{"freq", 1150}, {"phymargin", {1, 2, 3}}});
     sim(scenario);
-    std::string all = "1,2,3";
-    for(int k = 3; k < 256; k++) {
-        all += ",0";
-    }
     const struct {
         ojson scstart;
-        std::string margin;
-        uint32_t count;
+        uint32_t count;   // margins taken from the start of the row
     } cases[] = {
-        {257, "", 0}, {"0x7fffffff", "", 0}, {"-0x80000000", all, 256}, {-1, all, 256},
+        {257, 0}, {"0x7fffffff", 0}, {"-0x80000000", 256}, {-1, 256}, {1, 255}, {255, 1},
     };
     for(const auto& c : cases) {
         SCOPED_TRACE(c.scstart.dump());
+        std::string margin;
+        for(uint32_t k = 0; k < c.count; k++) {
+            margin += (k == 0 ? "" : ",") + std::to_string(k < 3 ? k + 1 : 0);
+        }
         advance(10001);
         fault({{"op", "GetSapmCfg"}, {"rc", 0}, {"set", {{"profiles.0.tbl.0.scstart", c.scstart}}}});
         Outcome out = info(SAPM, 1);
         EXPECT_EQ(out.rc, 0);
-        EXPECT_EQ(out.value("PhyMargin"), c.margin);
+        EXPECT_EQ(out.value("PhyMargin"), margin);
         EXPECT_TRUE(logged(out, "Sapm entry[0] sc_index_max:" + std::to_string(c.count) + " MAX_MINI_SAPM_MARGIN_LEN 256"));
     }
 }

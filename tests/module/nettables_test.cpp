@@ -1,6 +1,7 @@
 // Network tables: associated nodes with their profile choice, the mesh of PHY
 // rates, the bridge lists, their caches and what a failing chip leaves behind.
 
+#include <algorithm>
 #include <map>
 
 #include <clnkapi.h>
@@ -195,6 +196,10 @@ TEST_F(NetTablesTest, NodeVersionsAddressesAndCounters) {
         EXPECT_EQ(out.value("BondingCapable"), rows[id - 1].bonding);
         EXPECT_EQ(out.value("Active"), true);
         EXPECT_EQ(out.value("PowerState"), "m0Active");
+        if(id == 1) {   // the refill: one line per remote node before it is read
+            const std::vector<std::string> infos = out.messages(TRACE_LEVEL_INFO);
+            EXPECT_EQ(std::count(infos.begin(), infos.end(), "Get node info network_node_mask=0x3f"), 5);
+        }
     }
     Outcome out = call("retrieve-node-info", args(2));
     const std::vector<std::pair<std::string, std::string>> keys = {
@@ -243,6 +248,8 @@ TEST_F(NetTablesTest, LinkDownEmptiesNodesAndMesh) {
     EXPECT_EQ(mesh.count_op("ClnkLib_GetFmrInfo"), 0u);
     EXPECT_EQ(mesh.value("TxRate"), 0);
     EXPECT_TRUE(logged(mesh.log, "armed timer for 10000"));
+    const std::vector<std::string> infos = mesh.messages(TRACE_LEVEL_INFO);
+    EXPECT_EQ(std::count(infos.begin(), infos.end(), "moca0: link is down - all nodes are inactive"), 1);
     EXPECT_TRUE(call("retrieve-mesh-info", args(2)).chip.empty());
 }
 

@@ -260,7 +260,7 @@ TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
     EXPECT_EQ(ds.txUcastPkts[14], 0u);
 
     ClnkLib_FmrInfo_t fi{};
-    ASSERT_EQ(ClnkLib_GetFmrInfo(&h, 0x2, 0, &fi), CLNK_OK);
+    ASSERT_EQ(ClnkLib_GetFmrInfo(&h, 0x2, 2, &fi), CLNK_OK);
     EXPECT_EQ(fi.numOfNodes, 17u);
     EXPECT_EQ(fi.nodeFmr[2].ofdma[2].ofdmaSubchannels, 0xffff);
 

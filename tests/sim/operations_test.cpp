@@ -236,6 +236,10 @@ TEST_F(OperationsTest, FmrFillsOnlyTheNodesAsked) {
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 5, 2, fmr.get()), CLNK_ERR_NO_NODE);
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 0, 2, fmr.get()), CLNK_ERR_BAD_PARAM);
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 16, 2, fmr.get()), CLNK_ERR_BAD_PARAM);
+    // Read flags the library does not know are refused, as a chip library refuses them.
+    EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 2, 0, fmr.get()), CLNK_ERR_BAD_PARAM);
+    ClnkLib_EcbStats_t ecb{};
+    EXPECT_EQ(ClnkLib_GetEcbStats(&h, 1, &ecb), CLNK_ERR_BAD_PARAM);
     ClnkLib_Close(&h);
 }
 
