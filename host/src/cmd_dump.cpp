@@ -83,6 +83,8 @@ void walk(Walker& w) {
     w.table("retrieve-flow-info", max_flows);
 }
 
+} // namespace
+
 // The chip's local node information, read by the host itself before the walk:
 // the module's reports do not tell a sleeping node from one without links, and
 // never give the local node's own GUID.
@@ -111,6 +113,8 @@ void read_local_info(DumpRun& run) {
     }
     ClnkLib_Close(&handle);
 }
+
+namespace {
 
 json summary_json(const DumpRun& run) {
     const bool counted = chip::counts_calls();      // null on a board: no simulator keeps a call log

@@ -75,6 +75,10 @@ std::vector<DumpTally> tally(const DumpRun& run);
 // record. False when the session could not start (the reason is on standard error).
 bool read_interface(const Options& opt, DumpRun* run);
 
+// The chip's local node information (sleep masks, the local GUID), read by the
+// host itself: the module's reports give neither.
+void read_local_info(DumpRun& run);
+
 // The JSON document: {"interface", "calls": [...], "summary": {...}}, one call per line.
 void print_dump_json(const DumpRun& run, std::FILE* out);
 
