@@ -96,7 +96,7 @@ std::vector<std::string> key_problems(const DumpCall& c) {
             }
         }
     }
-    if(documented > 0 && ret[1].size() > documented) {
+    if(documented > 0) {
         for(const auto& [key, value] : ret[1].items()) {
             bool known = false;
             for(const auto& g : documented_keys) {
