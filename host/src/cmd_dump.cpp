@@ -44,15 +44,7 @@ public:
         return run_.calls.back();
     }
 
-    // Entries 1 to count; a failed entry ends the walk, since every further
-    // entry would fail alike (the table could not be read) and try the chip again.
-    void table(const std::string& function, uint32_t count) {
-        for(uint32_t id = 1; id <= count; ++id) {
-            if(!call(function, id).ok()) {
-                return;
-            }
-        }
-    }
+    void table(const std::string& function, uint32_t count) { walk_table(*this, function, count); }
 
     // A table whose size another function reports.
     void counted_table(const std::string& number_function, const char* count_key, const std::string& function,
