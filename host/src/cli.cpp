@@ -71,6 +71,7 @@ struct Scan {
     Options opt;
     std::vector<std::string> operands;
     bool json_flag = false;
+    bool write_flag = false;
     bool help = false;
     std::string err;
 };
@@ -108,6 +109,8 @@ Scan scan(const std::vector<std::string>& args) {
             sc.json_flag = true;
         } else if(name == "--show-secrets" && !has_inline) {
             opt.show_secrets = true;
+        } else if(name == "--write" && !has_inline) {
+            sc.write_flag = true;
         } else if(name == "--module") {
             take_value(args, &i, name, inline_value, has_inline, &opt.module_path, &err);
         } else if(name == "--sim") {
@@ -140,7 +143,8 @@ Scan scan(const std::vector<std::string>& args) {
 
 int usage_error_status(const std::vector<std::string>& args) {
     Scan sc = scan(args);
-    bool grading = !sc.operands.empty() && (sc.operands[0] == "health" || sc.operands[0] == "report");
+    bool grading = !sc.operands.empty() &&
+        (sc.operands[0] == "health" || sc.operands[0] == "report" || sc.operands[0] == "check");
     return grading ? 3 : 2;
 }
 
@@ -188,12 +192,12 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         }
         opt.command = Command::dump;
         opt.ifname = operands[1];
-    } else if(command == "health" || command == "report") {
+    } else if(command == "health" || command == "report" || command == "check") {
         if(operands.size() != 2) {
             *err = command + " needs exactly one IFNAME";
             return std::nullopt;
         }
-        opt.command = command == "health" ? Command::health : Command::report;
+        opt.command = command == "health" ? Command::health : command == "report" ? Command::report : Command::check;
         opt.ifname = operands[1];
     } else if(command == "script") {
         if(operands.size() > 2) {
@@ -234,6 +238,11 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         *err = "--show-secrets goes with dump, health and report";
         return std::nullopt;
     }
+    if(sc.write_flag && opt.command != Command::check) {
+        *err = "--write goes with check only";
+        return std::nullopt;
+    }
+    opt.write = sc.write_flag;
     opt.json_output = sc.json_flag;
     return opt;
 }
@@ -245,6 +254,7 @@ const char* usage_text() {
         "       moca-host [OPTIONS] script [FILE]\n"
         "       moca-host [OPTIONS] health IFNAME\n"
         "       moca-host [OPTIONS] report IFNAME [-o FILE.html]\n"
+        "       moca-host [OPTIONS] check IFNAME [--write]\n"
         "\n"
         "Loads the MoCA control module through libamxm and talks to it the way a\n"
         "data-model host does.\n"
@@ -279,6 +289,16 @@ const char* usage_text() {
         "        the same findings, the node table and the mesh as a heat map in one\n"
         "        self-contained HTML page (standard output without -o). Exit status\n"
         "        as for health.\n"
+        "  check IFNAME [--write]\n"
+        "        bring-up check: drives every function as the manager does (reports,\n"
+        "        statistics twice a second apart, every table cold and warm) and judges\n"
+        "        whether module, chip library and chip agree: result codes and keys,\n"
+        "        cross-report consistency, counters, PHY rates, the cache contract and\n"
+        "        time per function (docs/integration.md). One line per check: PASS,\n"
+        "        WARN, FAIL (or SKIP). --write also writes each setting's current value,\n"
+        "        which must make no chip write. --json: one JSON document.\n"
+        "        The exit status is the worst: 0 pass, 1 warn, 2 fail; 3 when nothing\n"
+        "        could be checked (bad command line, no module).\n"
         "  script [FILE]\n"
         "        runs a JSON-lines script (standard input without FILE) on a virtual\n"
         "        clock; one JSON result line per input line.\n"
@@ -291,7 +311,8 @@ const char* usage_text() {
         "  --sim SCENARIO     load a simulator scenario (JSON file) before anything else\n"
         "  --create IFNAME    call: create the interface record first\n"
         "  -o, --output FILE  report: write the page to FILE\n"
-        "  --json             call, dump, health: print JSON instead of text\n"
+        "  --json             call, dump, health, check: print JSON instead of text\n"
+        "  --write            check: also write each setting's current value\n"
         "  --trace LEVEL      call, dump, health, report: trace lines up to LEVEL go to\n"
         "                     standard error\n"
         "                     (call: default 200, errors and warnings; the others:\n"

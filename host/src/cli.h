@@ -11,7 +11,7 @@ namespace host {
 
 using json = nlohmann::ordered_json;
 
-enum class Command { none, help, call, dump, script, health, report };
+enum class Command { none, help, call, dump, script, health, report, check };
 
 struct Options {
     Command command = Command::none;
@@ -24,7 +24,8 @@ struct Options {
     int trace_level = -1;               // -1: keep the default (errors and warnings)
     std::string function;               // call
     json call_args = json::object();    // call: KEY=VALUE pairs in script argument form
-    std::string ifname;                 // dump, health, report
+    bool write = false;                 // check --write: also write each setting's current value
+    std::string ifname;                 // dump, health, report, check
     std::string output_path;            // report: -o FILE; empty: standard output
     std::string script_path;            // script; empty: standard input
 };
@@ -33,8 +34,8 @@ struct Options {
 // a one-line reason (the caller prints it with the usage text).
 std::optional<Options> parse_command_line(const std::vector<std::string>& args, std::string* err);
 
-// The exit status for a bad command line: 3 when it names health or report, whose
-// statuses 0-2 grade the network, 2 for the other commands.
+// The exit status for a bad command line: 3 when it names health, report or check,
+// whose statuses 0-2 grade what they judged, 2 for the other commands.
 int usage_error_status(const std::vector<std::string>& args);
 
 // One KEY=VALUE (or KEY:TYPE=VALUE) operand of "call", as the JSON form that

@@ -44,15 +44,7 @@ public:
         return run_.calls.back();
     }
 
-    // Entries 1 to count; a failed entry ends the walk, since every further
-    // entry would fail alike (the table could not be read) and try the chip again.
-    void table(const std::string& function, uint32_t count) {
-        for(uint32_t id = 1; id <= count; ++id) {
-            if(!call(function, id).ok()) {
-                return;
-            }
-        }
-    }
+    void table(const std::string& function, uint32_t count) { walk_table(*this, function, count); }
 
     // A table whose size another function reports.
     void counted_table(const std::string& number_function, const char* count_key, const std::string& function,
@@ -83,6 +75,8 @@ void walk(Walker& w) {
     w.table("retrieve-flow-info", max_flows);
 }
 
+} // namespace
+
 // The chip's local node information, read by the host itself before the walk:
 // the module's reports do not tell a sleeping node from one without links, and
 // never give the local node's own GUID.
@@ -111,6 +105,8 @@ void read_local_info(DumpRun& run) {
     }
     ClnkLib_Close(&handle);
 }
+
+namespace {
 
 json summary_json(const DumpRun& run) {
     const bool counted = chip::counts_calls();      // null on a board: no simulator keeps a call log

@@ -75,6 +75,19 @@ std::vector<DumpTally> tally(const DumpRun& run);
 // record. False when the session could not start (the reason is on standard error).
 bool read_interface(const Options& opt, DumpRun* run);
 
+// Entries 1 to count of a table, through walker.call(function, id); a failed entry
+// ends the walk, since every further entry would fail alike (the table could not
+// be read) and try the chip again.
+template <typename Walker>
+void walk_table(Walker& walker, const std::string& function, uint32_t count) {
+    for(uint32_t id = 1; id <= count && walker.call(function, id).ok(); ++id) {
+    }
+}
+
+// The chip's local node information (sleep masks, the local GUID), read by the
+// host itself: the module's reports give neither.
+void read_local_info(DumpRun& run);
+
 // The JSON document: {"interface", "calls": [...], "summary": {...}}, one call per line.
 void print_dump_json(const DumpRun& run, std::FILE* out);
 

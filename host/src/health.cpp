@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <set>
 
+#include "phy_rates.h"
+
 namespace host {
 
 namespace {
@@ -192,37 +194,8 @@ NetworkView network_view(const DumpRun& run) {
     return net;
 }
 
-namespace {
-
-// PHY rate of one direction on good coax, per MoCA generation: one channel and
-// bonded. 1.x: 275 Mbps; 2.0: ~700 Mbps per 100 MHz channel, ~1400 bonded; 2.5
-// bonds up to five channels, reported up to the data model's cap of 2048 Mbps.
-struct GenerationRate {
-    int major;
-    const char* version;        // nullptr: any minor version
-    uint32_t single;
-    uint32_t bonded;
-};
-const GenerationRate generation_rates[] = {
-    {1, nullptr, 275, 275},
-    {2, "2.0", 700, 1400},
-    {2, nullptr, 700, 2048},
-};
-
-uint32_t node_capability(const NodeView& n, bool bonded) {
-    for(const auto& g : generation_rates) {
-        if(g.major == major_version(n.version) && (g.version == nullptr || n.version == g.version)) {
-            return bonded ? g.bonded : g.single;
-        }
-    }
-    return 0;
-}
-
-} // namespace
-
 uint32_t pair_capability(const NodeView& a, const NodeView& b) {
-    bool bonded = a.bonding && b.bonding;
-    return std::min(node_capability(a, bonded), node_capability(b, bonded));
+    return pair_phy_rate_limit(a.version, a.bonding, b.version, b.bonding);
 }
 
 namespace {

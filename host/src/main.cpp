@@ -32,12 +32,15 @@ int main(int argc, char** argv) {
             return host::run_health(*opt);
         case host::Command::report:
             return host::run_report(*opt);
+        case host::Command::check:
+            return host::run_check(*opt);
         case host::Command::none:
             break;
         }
     } catch(const std::exception& e) {
         std::fprintf(stderr, "moca-host: %s\n", e.what());
-        const bool grading = opt->command == host::Command::health || opt->command == host::Command::report;
+        const bool grading = opt->command == host::Command::health || opt->command == host::Command::report ||
+                             opt->command == host::Command::check;
         return grading ? 3 : 1;
     }
     return 2;

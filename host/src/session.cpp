@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <chrono>
 #include <climits>
 #include <cstdio>
 
@@ -64,12 +65,16 @@ bool Session::call(const std::string& function, const json& args, amxc_var_t* re
 }
 
 json Session::traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop,
-                          std::string* err) {
+                          std::string* err, double* elapsed_ms) {
     trace_.clear();
     chip::clear_calls();
     int rc = 0;
+    const auto start = std::chrono::steady_clock::now();
     if(!module_.call(function, args, ret, &rc, err)) {
         return json();
+    }
+    if(elapsed_ms != nullptr) {
+        *elapsed_ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     }
     if(loop) {
         loop_pass();

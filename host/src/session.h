@@ -29,7 +29,9 @@ public:
     // with the trace lines and chip calls made by this call alone. args or ret may
     // be NULL; loop runs one event-loop pass after the call. Returns null JSON
     // (and sets *err) when the module is not loaded or lacks the function.
-    json traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop, std::string* err);
+    // elapsed_ms, when given, receives the time of the module call alone.
+    json traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop, std::string* err,
+                     double* elapsed_ms = nullptr);
 
 private:
     const Options& opt_;
@@ -44,6 +46,7 @@ int run_dump(const Options& opt);
 int run_script(const Options& opt);
 int run_health(const Options& opt);
 int run_report(const Options& opt);
+int run_check(const Options& opt);
 // The answer to one script line (without the newline); empty for a blank line.
 std::string run_script_line(Session& session, const std::string& text);
 // The answer to one script line that is already parsed.

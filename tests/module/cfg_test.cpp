@@ -221,6 +221,16 @@ TEST_F(CfgTest, ReportReadsTheChipOnce) {
     }
 }
 
+// A setting names its interface before the chip is opened, so a chip that cannot
+// be opened still leaves the request in the log.
+TEST_F(CfgTest, RequestLineComesBeforeTheOpen) {
+    fault({{"op", "OpenByName"}, {"rc", -3}});
+    Outcome out = set({{"PreferredNC", true}});
+    EXPECT_EQ(out.rc, -3);
+    ASSERT_FALSE(out.log.empty());
+    EXPECT_EQ(out.log.front().msg, "Setting for interface: moca0");
+}
+
 // Pass phrase slots that fill all 18 bytes without a terminator: the report takes 17 characters.
 TEST_F(CfgTest, PassPhrasesWithoutTerminatorFromTheChip) {
     ojson unterminated = ojson::object();
