@@ -27,14 +27,22 @@ std::string addr(uint32_t a, uint32_t b) {
 }
 
 ojson scenario() {
-    ojson moca0 = {{"present", true}, {"openable", true}, {"started", true},
+    ojson moca0 = {{"present", true},
+                   {"openable", true},
+                   {"started", true},
                    {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"activeNodeBitmask", (1u << NODES) - 1}}}};
     for(uint32_t n = 0; n < NODES; n++) {
         ojson list = ojson::array();
         for(uint32_t k = 0; k < FLOWS_PER_NODE; k++) {
-            list.push_back({{"flowId", addr(n, k)}, {"packetDa", addr(n, k)}, {"ingressGuid", addr(0x80, n)},
-                            {"egressGuid", addr(0x80, 3 - n)}, {"tPeakDataRateKbps", 20000}, {"tBurstSize", 2},
-                            {"maxLatencyMs", 10}, {"ingressClass", "0x1"}, {"dfid", k}});
+            list.push_back({{"flowId", addr(n, k)},
+                            {"packetDa", addr(n, k)},
+                            {"ingressGuid", addr(0x80, n)},
+                            {"egressGuid", addr(0x80, 3 - n)},
+                            {"tPeakDataRateKbps", 20000},
+                            {"tBurstSize", 2},
+                            {"maxLatencyMs", 10},
+                            {"ingressClass", "0x1"},
+                            {"dfid", k}});
         }
         moca0["nodes"][std::to_string(n)] = {{"netInfo", {{"guid", addr(0x80, n)}, {"mocaVer", "0x25"}}},
                                              {"flows", {{"flowUpdateCount", 1}, {"list", list}}}};
@@ -85,7 +93,7 @@ void BM_CachedFlowInfo(benchmark::State& state) {
 }
 
 // Arguments: trace level (0 or 1), flows read after the counts.
-BENCHMARK(BM_Listing)->Args({0, 0})->Args({1, 0})->Args({0, NODES * FLOWS_PER_NODE})->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Listing)->Args({0, 0})->Args({1, 0})->Args({0, NODES* FLOWS_PER_NODE})->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CachedFlowInfo)->Arg(0)->Arg(1);
 
 } // namespace

@@ -27,8 +27,8 @@ ojson full_scenario() {
         }
         sapm_row["phymargin"].push_back(i % 64);
     }
-    ojson moca0 = {{"present", true}, {"openable", true}, {"started", true},
-                   {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}}}};
+    ojson moca0 = {
+        {"present", true}, {"openable", true}, {"started", true}, {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}}}};
     for(int p = 0; p < 16; p++) {
         for(int f = 0; f < 6; f++) {
             moca0["rlapm"]["profiles"][std::to_string(p)]["tbl"][std::to_string(f)] = rlapm_row;

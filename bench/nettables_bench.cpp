@@ -42,16 +42,22 @@ ojson node(uint32_t id) {
     for(uint32_t r = 0; r < 16; r++) {
         p2p[std::to_string(r)] = {{"rateNper", 1500 + r}, {"rateVLper", 1200 + r}};
     }
-    return {{"netInfo", {{"guid", mac(1, 0, id)}, {"mocaVer", moca2 ? "0x25" : "0x11"},
-                         {"protoSupport", moca2 ? 0x240 : 0},
-                         {"txDataFrameGood", 5000 + id}, {"rxDataFrameGood", 4000 + id}, {"rxDataFrameBad", id}}},
+    return {{"netInfo",
+             {{"guid", mac(1, 0, id)},
+              {"mocaVer", moca2 ? "0x25" : "0x11"},
+              {"protoSupport", moca2 ? 0x240 : 0},
+              {"txDataFrameGood", 5000 + id},
+              {"rxDataFrameGood", 4000 + id},
+              {"rxDataFrameBad", id}}},
             {"txProfiles", {{bcast, tx}, {ucast, tx}}},
             {"rxProfiles", {{bcast, rx}, {ucast, rx}}},
             {"fmr", {{"validInfo", 1}, {"p2p", p2p}}}};
 }
 
 ojson scenario() {
-    ojson moca0 = {{"present", true}, {"openable", true}, {"started", true},
+    ojson moca0 = {{"present", true},
+                   {"openable", true},
+                   {"started", true},
                    {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"activeNodeBitmask", "0xffff"}}}};
     ojson& bridges = moca0["bridgeTables"];
     for(uint32_t i = 0; i < 4; i++) {
@@ -118,8 +124,8 @@ void BM_Walk(benchmark::State& state) {
     }
     mxlbench::per_iteration(state, "chip_calls_per_walk", chip_calls);
     // Seconds per call, inverted from a rate: printed in ns.
-    state.counters["per_call"] = benchmark::Counter(
-        WALK_CALLS, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["per_call"] =
+        benchmark::Counter(WALK_CALLS, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 // One cached entry of a table, entries taken in turn. Argument 0 is the table.

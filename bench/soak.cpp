@@ -54,8 +54,8 @@ struct Table {
     const char* fn;
     uint32_t ids;
 };
-const Table TABLES[] = {{"retrieve-node-info", 16},  {"retrieve-mesh-info", 256}, {"retrieve-bridge-info", 16},
-                        {"retrieve-flow-info", 16},  {"retrieve-rlapm-info", 168}, {"retrieve-sapm-info", 4},
+const Table TABLES[] = {{"retrieve-node-info", 16}, {"retrieve-mesh-info", 256},  {"retrieve-bridge-info", 16},
+                        {"retrieve-flow-info", 16}, {"retrieve-rlapm-info", 168}, {"retrieve-sapm-info", 4},
                         {"retrieve-qos-info", 1}};
 
 // The simulator's call log is emptied as it goes: it is not the module's memory.

@@ -35,6 +35,7 @@
 #define MXL_FILE __FILE__
 #endif
 
+// clang-format off
 // The arguments that follow the level (and zone) of one framed line.
 #define MXL_TRACE_ARGS_(mark, fmt, ...) \
     MXL_FRAME_HEAD fmt MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "" __VA_OPT__(, ) __VA_ARGS__, "", "", \
@@ -53,6 +54,7 @@
 #define MXL_CALLER_SITE \
     const char *site_func = __builtin_FUNCTION(), const char *site_file = __builtin_FILE(), \
     int site_line = __builtin_LINE()
+// clang-format on
 void mxl_trace_at(int level, const char* func, const char* file, int line, const char* fmt, ...)
     __attribute__((format(printf, 5, 6)));
 
@@ -116,37 +118,36 @@ enum mxl_fn_t : uint8_t {
 
 // What the common checks need to know of one registered function.
 typedef struct {
-    const char* name;           // registered name
+    const char* name; // registered name
     amxm_callback_t handler;
-    bool checks_ret;            // an absent ret is refused (silently, -1)
-    bool looks_up;              // the record is found ("Unable to find a mxl iface by name")
-    uint32_t id_max;            // 0: no "Id" argument; else "Id" must be 1..id_max
-    const char* id_zero_msg;    // error for "Id" 0 or missing
-    const char* id_range_msg;   // error for "Id" above id_max
+    bool checks_ret;          // an absent ret is refused (silently, -1)
+    bool looks_up;            // the record is found ("Unable to find a mxl iface by name")
+    uint32_t id_max;          // 0: no "Id" argument; else "Id" must be 1..id_max
+    const char* id_zero_msg;  // error for "Id" 0 or missing
+    const char* id_range_msg; // error for "Id" above id_max
 } mxl_function_t;
 
 extern const mxl_function_t mxl_functions[MXL_FN_COUNT];
 
 // What the common checks hand to the function body.
 typedef struct {
-    const char* ifname;         // "InternalName", owned by args
-    mxl_moca_iface_t* iface;    // the record (rows that look it up)
-    uint32_t index;             // "Id" - 1 (rows with an "Id")
+    const char* ifname;      // "InternalName", owned by args
+    mxl_moca_iface_t* iface; // the record (rows that look it up)
+    uint32_t index;          // "Id" - 1 (rows with an "Id")
 } mxl_call_t;
 
 // Runs the common checks of row `fn` in order: ret, args, htable, "InternalName",
 // "Id", record. Returns 0, or -1 after logging the failure once (an absent ret
 // is not logged). Nothing is written into ret.
-int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
-                 MXL_CALLER_SITE);
+int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call, MXL_CALLER_SITE);
 
 struct mxl_chip_t;
 // The opening steps of a registered function that works on the chip: the
 // common checks, `chip` opened on the record's name, and the request line
 // (none when null) logged before the open when `request_first`, else after it.
 // Returns 0, or -1 for a bad call or the open's code, logged once.
-int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
-                      mxl_chip_t& chip, const char* request, bool request_first, MXL_CALLER_SITE);
+int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call, mxl_chip_t& chip,
+                      const char* request, bool request_first, MXL_CALLER_SITE);
 
 // ---- registry ---------------------------------------------------------------------------------
 extern amxc_llist_t* mxl_moca_ifaces;
@@ -163,7 +164,7 @@ void table_cache_expire(amxp_timer_t* timer, void* priv);
 // their report by `fill`, on a handle opened for it.
 typedef struct {
     amxp_timer_t* mxl_moca_iface_t::*timer;
-    unsigned validity_s;   // the table's *_TABLE_DATA_VALIDITY_INTERVAL
+    unsigned validity_s; // the table's *_TABLE_DATA_VALIDITY_INTERVAL
     int (*routine)(mxl_moca_iface_t* moca_if);
     const char* failure;
     int32_t (*fill)(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& at);
@@ -189,7 +190,7 @@ struct mxl_chip_t {
     char name[MOCA_NAME_LEN]{};
     bool opened = false;
     bool attempted = false;
-    bool close_after_failed_open = false;   // some routines close even a handle whose open failed
+    bool close_after_failed_open = false; // some routines close even a handle whose open failed
 
     explicit mxl_chip_t(const char* ifname = nullptr);
     ~mxl_chip_t();
@@ -210,8 +211,7 @@ struct mxl_chip_t {
 // if(int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &info); rc != 0) ...
 #define MXL_CHIP_CALL(chip, op, ...) (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op)
 // The same on behalf of the function at `site`.
-#define MXL_CHIP_CALL_AT(site, chip, op, ...) \
-    (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op, MXL_AT(site))
+#define MXL_CHIP_CALL_AT(site, chip, op, ...) (chip).check(op((chip).h() __VA_OPT__(, ) __VA_ARGS__), #op, MXL_AT(site))
 
 // The start of a table refill: opens the chip and reads the local node's view
 // of the network. Returns 0 or the code of the failing request, logged once;
@@ -224,7 +224,7 @@ int32_t mxl_refill_start(const mxl_moca_iface_t* moca_if, mxl_chip_t& chip, Clnk
 
 // ---- text helpers -----------------------------------------------------------------------------
 // Copies at most N-1 characters and always terminates. A NULL source gives "".
-template<size_t N>
+template <size_t N>
 inline void mxl_copy(char (&dst)[N], const char* src) {
     size_t i = 0;
     if(src != nullptr) {
@@ -236,7 +236,7 @@ inline void mxl_copy(char (&dst)[N], const char* src) {
 }
 
 // snprintf bounded by the destination array.
-template<size_t N>
+template <size_t N>
 __attribute__((format(printf, 2, 3))) inline int mxl_format(char (&dst)[N], const char* fmt, ...) {
     va_list ap;
     va_start(ap, fmt);
@@ -246,7 +246,7 @@ __attribute__((format(printf, 2, 3))) inline int mxl_format(char (&dst)[N], cons
 }
 
 // Appends src when it fits whole; returns false (and changes nothing) otherwise.
-template<size_t N>
+template <size_t N>
 inline bool mxl_append(char (&dst)[N], const char* src) {
     size_t used = strnlen(dst, N);
     size_t add = strlen(src);

@@ -13,53 +13,53 @@
 #include <clnkapi.h>
 
 // ---- limits -----------------------------------------------------------------------------
-#define MOCA_MAX_NODES                   16
-#define MOCA_MAX_FLOWS                   16
+#define MOCA_MAX_NODES 16
+#define MOCA_MAX_FLOWS 16
 #define MOCA_MAX_BRIDGE_ENTRIES_PER_NODE 64
-#define MOCA_MAX_RLAPM_ENTRIES           (MAX_RLAPM_PROFILES * MAX_RLAPM_FREQS * MAX_RX_LEVELS_PADDED)
-#define MOCA_MAX_SAPM_ENTRIES            (MAX_SAPM_PROFILES * MAX_SAPM_FREQS)
+#define MOCA_MAX_RLAPM_ENTRIES (MAX_RLAPM_PROFILES * MAX_RLAPM_FREQS * MAX_RX_LEVELS_PADDED)
+#define MOCA_MAX_SAPM_ENTRIES (MAX_SAPM_PROFILES * MAX_SAPM_FREQS)
 
-#define MOCA_RLAPM_GARPL_MAX_VALUE       65
-#define MOCA_RLAPM_PHY_MARGIN_MAX_VALUE  60
-#define MOCA_SAPM_ARPLTHLD_MAX_VALUE     65
-#define MOCA_SAPM_PHY_MARGIN_MAX_VALUE   60
+#define MOCA_RLAPM_GARPL_MAX_VALUE 65
+#define MOCA_RLAPM_PHY_MARGIN_MAX_VALUE 60
+#define MOCA_SAPM_ARPLTHLD_MAX_VALUE 65
+#define MOCA_SAPM_PHY_MARGIN_MAX_VALUE 60
 
-#define MAX_FLOWIDS_PER_LIST             32
-#define MAX_RETRIES_FOR_QOS_OPERATION    6
+#define MAX_FLOWIDS_PER_LIST 32
+#define MAX_RETRIES_FOR_QOS_OPERATION 6
 
-#define MOCA_NAME_LEN                    16   // 15 characters and the terminator
-#define MOCA_MAC_TEXT_LEN                18   // "aa:bb:cc:dd:ee:ff" and the terminator
+#define MOCA_NAME_LEN 16     // 15 characters and the terminator
+#define MOCA_MAC_TEXT_LEN 18 // "aa:bb:cc:dd:ee:ff" and the terminator
 
 // ---- cache validity, seconds --------------------------------------------------------------
-#define RLAPM_TABLE_DATA_VALIDITY_INTERVAL   10
-#define SAPM_TABLE_DATA_VALIDITY_INTERVAL    10
-#define NODES_TABLE_DATA_VALIDITY_INTERVAL   10
-#define MESH_TABLE_DATA_VALIDITY_INTERVAL    10
+#define RLAPM_TABLE_DATA_VALIDITY_INTERVAL 10
+#define SAPM_TABLE_DATA_VALIDITY_INTERVAL 10
+#define NODES_TABLE_DATA_VALIDITY_INTERVAL 10
+#define MESH_TABLE_DATA_VALIDITY_INTERVAL 10
 #define BRIDGES_TABLE_DATA_VALIDITY_INTERVAL 10
-#define FLOWS_TABLE_DATA_VALIDITY_INTERVAL   10
+#define FLOWS_TABLE_DATA_VALIDITY_INTERVAL 10
 
 // ---- PHY profile types --------------------------------------------------------------------
-#define MOCA1_UNICAST_PROFILE              0x7
-#define MOCA1_BROADCAST_PROFILE            0x8
-#define MOCA2_NPER_UNICAST_PROFILE         0xd
-#define MOCA2_NPER_BROADCAST_PROFILE       0xe
-#define MOCA2_NPER_UNICAST_BONDED_PROFILE  0x12
+#define MOCA1_UNICAST_PROFILE 0x7
+#define MOCA1_BROADCAST_PROFILE 0x8
+#define MOCA2_NPER_UNICAST_PROFILE 0xd
+#define MOCA2_NPER_BROADCAST_PROFILE 0xe
+#define MOCA2_NPER_UNICAST_BONDED_PROFILE 0x12
 
 // ---- a node's version byte and protocol support bits (ClnkLib_NetInfo_t) ----------------------
-#define MOCA_VERSION_MAJOR_BITS            0xF0
-#define MOCA_VERSION_1                     0x10
-#define MOCA_VERSION_11                    0x11
-#define MOCA_PROTO_PREFERRED_NC            0x40
-#define MOCA_PROTO_VERSION_BITS            0x180
-#define MOCA_PROTO_MOCA12                  0x80    // a 1.1 node that speaks 1.2
-#define MOCA_PROTO_BONDING                 0x200
+#define MOCA_VERSION_MAJOR_BITS 0xF0
+#define MOCA_VERSION_1 0x10
+#define MOCA_VERSION_11 0x11
+#define MOCA_PROTO_PREFERRED_NC 0x40
+#define MOCA_PROTO_VERSION_BITS 0x180
+#define MOCA_PROTO_MOCA12 0x80 // a 1.1 node that speaks 1.2
+#define MOCA_PROTO_BONDING 0x200
 
 // ---- fixed texts ----------------------------------------------------------------------------
 #define VERSION_PKG_STR "MXL371x_MHOST_v3.11.25_FW_v1.18.16"
 
 // The chip library delivers 64-bit counters with their 32-bit halves exchanged.
-#define MOCA_MXL_SWAPLONG(x) \
-    ((((uint64_t) (x) & 0x00000000ffffffffULL) << 32) | (((uint64_t) (x) & 0xffffffff00000000ULL) >> 32))
+#define MOCA_MXL_SWAPLONG(x)                                                                                           \
+    ((((uint64_t) (x) &0x00000000ffffffffULL) << 32) | (((uint64_t) (x) &0xffffffff00000000ULL) >> 32))
 
 // ---- table records ------------------------------------------------------------------------
 typedef struct {
@@ -99,7 +99,7 @@ typedef struct {
 } mxl_moca_mesh_entry_t;
 
 typedef struct {
-    mxl_moca_mesh_entry_t entry[MOCA_MAX_NODES];   // indexed by receiving node id
+    mxl_moca_mesh_entry_t entry[MOCA_MAX_NODES]; // indexed by receiving node id
 } mxl_moca_mesh_t;
 
 typedef struct {

@@ -26,17 +26,17 @@ using cfg_apply_fn = int32_t (*)(const cfg_setting_t& row, cfg_call_t& c, const 
 struct cfg_setting_t {
     const char* key = nullptr;
     cfg_apply_fn apply = nullptr;
-    bool text = false;                                          // a key that holds no text is ignored
+    bool text = false; // a key that holds no text is ignored
     // Option settings only: `take` stores the requested value in the record
     // and returns what the chip field should hold.
     uint32_t (*take)(const cfg_call_t& c, const amxc_var_t* value) = nullptr;
-    const char* field = nullptr;                                // chip field, named in the info line
+    const char* field = nullptr; // chip field, named in the info line
     uint32_t (*chip_get)(const ClnkLib_ClnkCfgV2_t& cfg) = nullptr;
-    void (*chip_put)(ClnkLib_ClnkCfgV2_t& cfg, uint32_t v) = nullptr;   // the assignment cuts v to the field
-    uint32_t opt_first = 0;                                     // options marked in the mask
+    void (*chip_put)(ClnkLib_ClnkCfgV2_t& cfg, uint32_t v) = nullptr; // the assignment cuts v to the field
+    uint32_t opt_first = 0;                                           // options marked in the mask
     uint32_t opt_last = 0;
-    const char* read_label = nullptr;                           // nullptr: written without reading the chip
-    bool hex = false;                                           // info line shows the value in hexadecimal
+    const char* read_label = nullptr; // nullptr: written without reading the chip
+    bool hex = false;                 // info line shows the value in hexadecimal
 };
 
 int32_t apply_enable(const cfg_setting_t& /*row*/, cfg_call_t& c, const amxc_var_t* value) {
@@ -148,6 +148,7 @@ uint32_t take_taboo_mask(const cfg_call_t& c, const amxc_var_t* value) {
 }
 
 // Accessors of a configuration record field (bit fields have no address).
+// clang-format off
 #define CFG_FIELD(f)                                                                               \
     .field = #f, .chip_get = [](const ClnkLib_ClnkCfgV2_t& cfg) -> uint32_t { return cfg.f; },       \
     .chip_put = [](ClnkLib_ClnkCfgV2_t& cfg, uint32_t v) { cfg.f = static_cast<decltype(cfg.f)>(v); }
@@ -176,6 +177,7 @@ constexpr cfg_setting_t cfg_settings[] = {
 
 #undef CFG_FIELD
 #undef CFG_OPTION
+// clang-format on
 
 } // namespace
 

@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr uint32_t NFL_MAX_BATCHES = 0xFFFF;    // batch budget per node
-constexpr uint32_t LIST_TIMEOUT_WAIT_MS = 100;  // busy wait after a list timeout
+constexpr uint32_t NFL_MAX_BATCHES = 0xFFFF;   // batch budget per node
+constexpr uint32_t LIST_TIMEOUT_WAIT_MS = 100; // busy wait after a list timeout
 
 // Walks the flow ids of one ingress node, fetching them from the chip in batches.
 // rsp.flowCode holds CLNKLIB_FLOWCODE_INTERNAL_ERROR until the first batch is
@@ -15,9 +15,9 @@ constexpr uint32_t LIST_TIMEOUT_WAIT_MS = 100;  // busy wait after a list timeou
 // leaves what the previous one answered.
 struct clnkqos_NFLIter_t {
     uint32_t batchesRemaining;
-    uint32_t nextLogicalIdx;    // list position of the next id to hand out
-    ClnkLib_FlowListReq_t req;  // request of the latest batch
-    ClnkLib_FlowListRsp_t rsp;  // response of the latest batch
+    uint32_t nextLogicalIdx;   // list position of the next id to hand out
+    ClnkLib_FlowListReq_t req; // request of the latest batch
+    ClnkLib_FlowListRsp_t rsp; // response of the latest batch
 };
 
 // A deadline on the wall clock.
@@ -141,8 +141,8 @@ int clnkqos_NFLIter_init(ClnkLib_Handle_t* pHandle, clnkqos_NFLIter_t* pIter, ui
 // wraps to a huge offset and counts as beyond; a batch never hands out more
 // ids than the array holds.
 bool nfl_batch_used_up(const clnkqos_NFLIter_t* it) {
-    const uint32_t size = (it->rsp.numReturnedFlowIds < MAX_FLOWS_IN_LIST) ? it->rsp.numReturnedFlowIds
-                                                                           : uint32_t{MAX_FLOWS_IN_LIST};
+    const uint32_t size =
+        (it->rsp.numReturnedFlowIds < MAX_FLOWS_IN_LIST) ? it->rsp.numReturnedFlowIds : uint32_t{MAX_FLOWS_IN_LIST};
     return it->nextLogicalIdx - it->req.flowStartIndex >= size;
 }
 
@@ -170,14 +170,13 @@ bool nfl_fetch_batch(ClnkLib_Handle_t* handle, clnkqos_NFLIter_t* it, uint32_t r
         req.flowMaxReturn = max_ids;
         req.flowStartIndex = it->nextLogicalIdx;
         mxl_log_at(at, TRACE_LEVEL_INFO, "ClnkLib_ListFlows(,ingressGuid=%s,flowStartIndex=%d,flowMaxReturn=%d)-->",
-                   clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo), req.flowStartIndex,
-                   req.flowMaxReturn);
+                   clnkqos_macToString(req.ingressGuid.hi, req.ingressGuid.lo), req.flowStartIndex, req.flowMaxReturn);
         rc = ClnkLib_ListFlows(handle, &req, &rsp);
         mxl_log_at(at, TRACE_LEVEL_INFO,
                    "  -->  retval:%d .flowCode:%s(0x%x), .flowUpdateCount:%d .totalFlowIdCount:%d "
                    ".numReturnedFlowIds:%d",
-                   rc, clnkqos_getFlowCodeString(rsp.flowCode), rsp.flowCode, rsp.flowUpdateCount,
-                   rsp.totalFlowIdCount, rsp.numReturnedFlowIds);
+                   rc, clnkqos_getFlowCodeString(rsp.flowCode), rsp.flowCode, rsp.flowUpdateCount, rsp.totalFlowIdCount,
+                   rsp.numReturnedFlowIds);
         if(rc != 0) {
             mxl_log_at(at, TRACE_LEVEL_INFO, "  Unexpected list retval %d, %d retries left...", rc, left);
         } else if(rsp.flowCode == CLNKLIB_FLOWCODE_SUCCESS) {
@@ -196,7 +195,7 @@ bool nfl_fetch_batch(ClnkLib_Handle_t* handle, clnkqos_NFLIter_t* it, uint32_t r
         }
     }
     mxl_log_at(at, TRACE_LEVEL_ERROR, "%d retries exausted. retval:%d flowCode:0x%x (%s)", retries, rc, rsp.flowCode,
-                  clnkqos_getFlowCodeString(rsp.flowCode));
+               clnkqos_getFlowCodeString(rsp.flowCode));
     return false;
 }
 
@@ -231,8 +230,8 @@ struct flow_listing_t {
     ClnkLib_Handle_t* handle;
     mxl_moca_iface_t* moca_if;
     mxl_site_t at;
-    uint32_t stored;        // records written: the next free slot
-    uint32_t not_stored;    // flows counted but beyond the table
+    uint32_t stored;     // records written: the next free slot
+    uint32_t not_stored; // flows counted but beyond the table
 };
 
 void mxl_flow_fill(mxl_moca_flow_t* flow, const ClnkLib_FlowQueryRsp_t& rsp) {
@@ -259,7 +258,7 @@ void mxl_flow_fill(mxl_moca_flow_t* flow, const ClnkLib_FlowQueryRsp_t& rsp) {
 // every attempt failed.
 bool mxl_query_flow(const flow_listing_t* listing, ClnkLib_MacAddr_t* flow_id, mxl_moca_flow_t* flow) {
     const mxl_site_t& at = listing->at;
-    ClnkLib_FlowQueryRsp_t rsp{};   // kept between attempts; only its code is preset
+    ClnkLib_FlowQueryRsp_t rsp{}; // kept between attempts; only its code is preset
     int32_t rc = 0;
     for(uint32_t left = MAX_RETRIES_FOR_QOS_OPERATION; left > 0;) {
         rsp.flowCode = CLNKLIB_FLOWCODE_DRIVER_ERROR;
@@ -292,8 +291,7 @@ bool mxl_list_node_flows(flow_listing_t* listing, uint32_t node_id, uint32_t* co
     if(clnkqos_NFLIter_init(listing->handle, &iter, node_id, NFL_MAX_BATCHES, &guid) != 0) {
         return true;
     }
-    while(clnkqos_NFLIter_next(listing->handle, &iter, MAX_RETRIES_FOR_QOS_OPERATION, MAX_FLOWIDS_PER_LIST,
-                               &flow_id)) {
+    while(clnkqos_NFLIter_next(listing->handle, &iter, MAX_RETRIES_FOR_QOS_OPERATION, MAX_FLOWIDS_PER_LIST, &flow_id)) {
         if(listing->stored >= MOCA_MAX_FLOWS) {
             listing->not_stored++;
         } else if(mxl_query_flow(listing, &flow_id, &listing->moca_if->flows[listing->stored])) {
@@ -374,7 +372,7 @@ int mxl_get_flows(mxl_moca_iface_t* moca_if) {
     } else {
         flow_listing_t listing{chip.h(), moca_if, mxl_here(), 0, 0};
         if(!mxl_list_network_flows(&listing, local, &total)) {
-            return 0;   // abandoned: the next request lists again
+            return 0; // abandoned: the next request lists again
         }
     }
     mxl_cache_arm(moca_if, FLOWS_TABLE);

@@ -13,12 +13,9 @@ struct cache_timer_t {
 
 // Creation order; deletion at destruction runs in this order too.
 constexpr cache_timer_t cache_timers[] = {
-    {&mxl_moca_iface_t::rlapm_timer, "rlapm_timer"},
-    {&mxl_moca_iface_t::sapm_timer, "sapm_timer"},
-    {&mxl_moca_iface_t::mesh_timer, "mesh_timer"},
-    {&mxl_moca_iface_t::flows_timer, "flows_timer"},
-    {&mxl_moca_iface_t::bridges_timer, "bridges_timer"},
-    {&mxl_moca_iface_t::nodes_timer, "nodes_timer"},
+    {&mxl_moca_iface_t::rlapm_timer, "rlapm_timer"},     {&mxl_moca_iface_t::sapm_timer, "sapm_timer"},
+    {&mxl_moca_iface_t::mesh_timer, "mesh_timer"},       {&mxl_moca_iface_t::flows_timer, "flows_timer"},
+    {&mxl_moca_iface_t::bridges_timer, "bridges_timer"}, {&mxl_moca_iface_t::nodes_timer, "nodes_timer"},
 };
 
 // The creation steps log on behalf of mxl_iface_create, at `at`.
@@ -136,8 +133,8 @@ void mxl_iface_delete(amxc_llist_it_t* it) {
     free(moca_if);
 }
 
-void mxl_cache_arm(mxl_moca_iface_t* moca_if, const mxl_table_t& table, const char* site_func,
-                   const char* site_file, int site_line) {
+void mxl_cache_arm(mxl_moca_iface_t* moca_if, const mxl_table_t& table, const char* site_func, const char* site_file,
+                   int site_line) {
     amxp_timer_t* timer = moca_if->*table.timer;
     amxp_timer_start(timer, table.validity_s * 1000);
     if(table.fill != nullptr) {

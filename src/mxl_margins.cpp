@@ -23,7 +23,7 @@ constexpr uint32_t min_u32(uint32_t a, uint32_t b) {
 // The status of every entry a refill writes; a fixed copy, since a full RLAPM
 // refill writes it 8064 times.
 constexpr char ACTIVE[] = "active";
-template<size_t N>
+template <size_t N>
 void mark_active(char (&status)[N]) {
     static_assert(sizeof(ACTIVE) <= N);
     memcpy(status, ACTIVE, sizeof(ACTIVE));
@@ -40,7 +40,7 @@ struct rlapm_kind {
     static constexpr const char* number_key = "RlapmNumberOfEntries";
     static constexpr mxl_fn_t number_fn = MXL_FN_RLAPM_NUMBER;
     static constexpr mxl_fn_t info_fn = MXL_FN_RLAPM_INFO;
-    static constexpr uint32_t per_row = MAX_RX_LEVELS_PADDED;   // one entry per receive level
+    static constexpr uint32_t per_row = MAX_RX_LEVELS_PADDED; // one entry per receive level
     static constexpr size_t capacity = MOCA_MAX_RLAPM_ENTRIES;
     static constexpr bool close_after_failed_open = true;
     static constexpr int (*table_size)(const char*, uint32_t*, uint32_t*) = rlapm_table_size;
@@ -141,9 +141,9 @@ struct sapm_kind {
 
 // ---- the shared shape -----------------------------------------------------------------------
 
-template<class K>
+template <class K>
 constexpr uint32_t profile_count = std::extent_v<decltype(K::cfg_t::profiles)>;
-template<class K>
+template <class K>
 constexpr uint32_t row_count = std::extent_v<decltype(K::cfg_t::profiles[0].tbl)>;
 
 // Every row of every profile in use fits the cached table.
@@ -154,7 +154,7 @@ static_assert(profile_count<rlapm_kind> <= 32 && profile_count<sapm_kind> <= 32)
 // Counts the rows in use on a handle of its own: bit p of the mask for every
 // profile p with a row in use, per_row entries per row. The outputs are
 // written only on success.
-template<class K>
+template <class K>
 int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_entries, const mxl_site_t& site) {
     mxl_chip_t chip(ifname);
     chip.close_after_failed_open = K::close_after_failed_open;
@@ -184,7 +184,7 @@ int table_size(const char* ifname, uint32_t* profile_validity, uint32_t* num_ent
 
 // Writes per_row entries for every row in use of `cfg` in the profiles of
 // `mask`, in profile then row order, from the start of the cached table.
-template<class K>
+template <class K>
 void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::entry_t, K::capacity> table,
              const mxl_site_t& site) {
     uint32_t i = 0;
@@ -204,7 +204,7 @@ void flatten(const typename K::cfg_t& cfg, uint32_t mask, std::span<typename K::
 // Reads the configuration on the report's open handle, counts it again on a
 // second handle and rebuilds the cached table. A failed read leaves the table
 // as it was.
-template<class K>
+template <class K>
 int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& site) {
     typename K::cfg_t cfg{};
     int32_t rc = chip.check(K::read(chip.h(), &cfg), K::read_op, MXL_AT(site));
@@ -221,10 +221,10 @@ int32_t refill(mxl_chip_t& chip, mxl_moca_iface_t* moca_if, const mxl_site_t& si
     return 0;
 }
 
-template<class K>
+template <class K>
 constexpr mxl_table_t cache_table{K::timer, K::validity_s, nullptr, nullptr, refill<K>};
 
-template<class K>
+template <class K>
 void report_entry(amxc_var_t* ret, const typename K::entry_t& e) {
     amxc_var_set_type(ret, AMXC_VAR_ID_HTABLE);
     amxc_var_add_new_key_bool(ret, "Enable", e.enable);
@@ -235,7 +235,7 @@ void report_entry(amxc_var_t* ret, const typename K::entry_t& e) {
 }
 
 // "retrieve-*-number": counts on the chip on every call, whatever the cache.
-template<class K>
+template <class K>
 int entries_number(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
     mxl_call_t call;
     if(mxl_prologue(K::number_fn, args, ret, &call, MXL_AT(site)) != 0) {
@@ -253,7 +253,7 @@ int entries_number(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
 
 // "retrieve-*-info": one entry, from the cache while its timer runs, after a
 // refill otherwise. After a failed refill the cached entry is still reported.
-template<class K>
+template <class K>
 int info_retrieve(amxc_var_t* args, amxc_var_t* ret, const mxl_site_t& site) {
     mxl_call_t call;
     if(mxl_prologue(K::info_fn, args, ret, &call, MXL_AT(site)) != 0) {

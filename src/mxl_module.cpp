@@ -28,7 +28,7 @@ const mxl_function_t mxl_functions[MXL_FN_COUNT] = {
     {"retrieve-sapm-number", mxl_sapm_entries_number, true, true, 0, nullptr, nullptr},
     {"retrieve-sapm-info", mxl_sapm_info_retrieve, true, true, MOCA_MAX_SAPM_ENTRIES, ENTRY_ID_ZERO, ENTRY_ID_RANGE},
     {"retrieve-node-info", mxl_node_info_retrieve, true, true, MOCA_MAX_NODES, NODE_ID_RANGE, NODE_ID_RANGE},
-    {"retrieve-mesh-info", mxl_mesh_info_retrieve, true, true, MOCA_MAX_NODES * MOCA_MAX_NODES, ENTRY_ID_RANGE,
+    {"retrieve-mesh-info", mxl_mesh_info_retrieve, true, true, MOCA_MAX_NODES* MOCA_MAX_NODES, ENTRY_ID_RANGE,
      ENTRY_ID_RANGE},
     {"retrieve-bridge-info", mxl_bridge_info_retrieve, true, true, MOCA_MAX_NODES, NODE_ID_RANGE, NODE_ID_RANGE},
     {"retrieve-stats-info", mxl_stats_retrieve, true, true, 0, nullptr, nullptr},
@@ -36,13 +36,13 @@ const mxl_function_t mxl_functions[MXL_FN_COUNT] = {
     {"is-present", mxl_is_present, true, false, 0, nullptr, nullptr},
 };
 
-int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
-                 const char* site_func, const char* site_file, int site_line) {
+int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call, const char* site_func,
+                 const char* site_file, int site_line) {
     const mxl_function_t& row = mxl_functions[fn];
-#define MXL_REFUSE(msg)                                                                   \
-    do {                                                                                  \
-        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s", msg);      \
-        return -1;                                                                        \
+#define MXL_REFUSE(msg)                                                                                                \
+    do {                                                                                                               \
+        mxl_trace_at(TRACE_LEVEL_ERROR, site_func, site_file, site_line, "%s", msg);                                   \
+        return -1;                                                                                                     \
     } while(0)
 
     *call = mxl_call_t{};
@@ -79,9 +79,9 @@ int mxl_prologue(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl
 #undef MXL_REFUSE
 }
 
-int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call,
-                      mxl_chip_t& chip, const char* request, bool request_first, const char* site_func,
-                      const char* site_file, int site_line) {
+int mxl_prologue_open(mxl_fn_t fn, const amxc_var_t* args, const amxc_var_t* ret, mxl_call_t* call, mxl_chip_t& chip,
+                      const char* request, bool request_first, const char* site_func, const char* site_file,
+                      int site_line) {
     if(mxl_prologue(fn, args, ret, call, site_func, site_file, site_line) != 0) {
         return -1;
     }

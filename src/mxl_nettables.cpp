@@ -41,15 +41,13 @@ struct profile_plan_t {
 constexpr profile_choice_t MOCA1_BCAST[] = {{MOCA1_BROADCAST_PROFILE, false}};
 constexpr profile_choice_t MOCA1_UCAST[] = {{MOCA1_UNICAST_PROFILE, false}};
 constexpr profile_choice_t MOCA2_BCAST[] = {{MOCA2_NPER_BROADCAST_PROFILE, false}, {MOCA1_BROADCAST_PROFILE, false}};
-constexpr profile_choice_t MOCA2_UCAST[] = {{MOCA2_NPER_UNICAST_BONDED_PROFILE, true},
-                                            {MOCA2_NPER_UNICAST_PROFILE, false},
-                                            {MOCA1_UNICAST_PROFILE, false}};
+constexpr profile_choice_t MOCA2_UCAST[] = {
+    {MOCA2_NPER_UNICAST_BONDED_PROFILE, true}, {MOCA2_NPER_UNICAST_PROFILE, false}, {MOCA1_UNICAST_PROFILE, false}};
 constexpr profile_plan_t MOCA1_PLAN{MOCA1_BCAST, MOCA1_UCAST};
 constexpr profile_plan_t MOCA2_PLAN{MOCA2_BCAST, MOCA2_UCAST};
 
 // The helpers of a refill log on behalf of the function doing the refill, at `at`.
-int32_t read_profile_pair(mxl_chip_t& chip, uint32_t node, uint32_t type, profile_pair_t* pair,
-                          const mxl_site_t& at) {
+int32_t read_profile_pair(mxl_chip_t& chip, uint32_t node, uint32_t type, profile_pair_t* pair, const mxl_site_t& at) {
     *pair = profile_pair_t{};
     int32_t rc = ClnkLib_GetPhyTxProfile(chip.h(), node, type, 0, &pair->tx);
     if(rc != 0) {
@@ -85,7 +83,7 @@ int32_t select_profile(mxl_chip_t& chip, uint32_t node, std::span<const profile_
     return 0;
 }
 
-template<typename T>
+template <typename T>
 T if_valid(uint32_t valid, T value) {
     return (valid != 0) ? value : T{};
 }
@@ -361,8 +359,8 @@ int mxl_get_nodes_info(mxl_moca_iface_t* moca_if) {
         return 0;
     }
     // Sleeping nodes are still members of the network.
-    const uint32_t network_node_mask = local.activeNodeBitmask | local.sleepM1NodeBitmask |
-                                       local.sleepM2NodeBitmask | local.sleepM3NodeBitmask;
+    const uint32_t network_node_mask =
+        local.activeNodeBitmask | local.sleepM1NodeBitmask | local.sleepM2NodeBitmask | local.sleepM3NodeBitmask;
     for(uint32_t node = 0; node < MOCA_MAX_NODES; node++) {
         mxl_moca_node_t* slot = &moca_if->nodes[node];
         slot->node_id = node;
@@ -405,7 +403,7 @@ int mxl_mesh_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc
     bool report = true;
     int rc = mxl_cache_refresh(moca_if, MESH_TABLE, &report);
     if(!report) {
-        return rc;   // no chip at all: ret stays as given
+        return rc; // no chip at all: ret stays as given
     }
     add_mesh_keys(ret, tx, rx, moca_if->meshes[tx].entry[rx]);
     return rc;

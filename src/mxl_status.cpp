@@ -33,7 +33,7 @@ constexpr const char* SUPPORTED_BANDS = "bandFCBL,bandFSAT,bandE,bandExD";
 constexpr uint8_t MAXBITRATE_FW_MAJOR = 1;
 constexpr uint8_t MAXBITRATE_FW_MINOR = 18;
 constexpr uint8_t MAXBITRATE_FW_PATCH = 16;
-constexpr uint32_t ECB_BITRATE_2500 = 0x6;   // bits 1 and 2 of debug15
+constexpr uint32_t ECB_BITRATE_2500 = 0x6; // bits 1 and 2 of debug15
 constexpr uint32_t NODE_ID_BITS = (1u << MOCA_MAX_NODES) - 1;
 constexpr uint32_t MAX_LISTED_NAMES = 16;
 
@@ -103,8 +103,9 @@ int mxl_static_info_retrieve(const char* /*function_name*/, amxc_var_t* args, am
     ClnkLib_PhyTxProfile_t bcast{};
     int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &local);
     rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetNetInfo, local.nodeId, &net);
-    rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetPhyTxProfile, local.nodeId, MOCA2_NPER_BROADCAST_PROFILE, 0,
-                                        &bcast);
+    rc = (rc != 0)
+             ? rc
+             : MXL_CHIP_CALL(chip, ClnkLib_GetPhyTxProfile, local.nodeId, MOCA2_NPER_BROADCAST_PROFILE, 0, &bcast);
     if(rc != 0) {
         return rc;
     }
@@ -155,8 +156,9 @@ int mxl_dyn_info_retrieve(const char* /*function_name*/, amxc_var_t* args, amxc_
     int32_t rc = MXL_CHIP_CALL(chip, ClnkLib_GetLocalInfo, &local);
     rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetClnkCfgV2, 0, &cfg);
     rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetPhyMisc, &misc);
-    rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetPhyTxProfile, local.nodeId, MOCA2_NPER_BROADCAST_PROFILE, 0,
-                                        &bcast);
+    rc = (rc != 0)
+             ? rc
+             : MXL_CHIP_CALL(chip, ClnkLib_GetPhyTxProfile, local.nodeId, MOCA2_NPER_BROADCAST_PROFILE, 0, &bcast);
     rc = (rc != 0) ? rc : MXL_CHIP_CALL(chip, ClnkLib_GetCdInfo, local.nodeId, &cd);
     if(rc != 0) {
         return rc;

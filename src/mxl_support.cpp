@@ -11,12 +11,12 @@ const char* base_name(const char* path) {
 
 const char* level_mark(int level) {
     switch(level) {
-    case TRACE_LEVEL_ERROR: return "x";
-    case TRACE_LEVEL_WARNING: return "!";
-    case TRACE_LEVEL_NOTICE: return "n";
-    case TRACE_LEVEL_APP_INFO: return "I";
-    case TRACE_LEVEL_INFO: return "i";
-    default: return "d";
+        case TRACE_LEVEL_ERROR: return "x";
+        case TRACE_LEVEL_WARNING: return "!";
+        case TRACE_LEVEL_NOTICE: return "n";
+        case TRACE_LEVEL_APP_INFO: return "I";
+        case TRACE_LEVEL_INFO: return "i";
+        default: return "d";
     }
 }
 
@@ -34,8 +34,8 @@ void mxl_trace_at(int level, const char* func, const char* file, int line, const
         noloTrace(level, MXL_FRAME_HEAD "%s" MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "", msg, "", "", func,
                   file, line, "");
     } else {
-        noloTraceZ(level, MXL_ZONE, MXL_FRAME_HEAD "%s" MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "", msg, "",
-                   "", func, file, line, "");
+        noloTraceZ(level, MXL_ZONE, MXL_FRAME_HEAD "%s" MXL_FRAME_TAIL, "", MXL_ZONE, "", "", mark, "", "", msg, "", "",
+                   func, file, line, "");
     }
 }
 
@@ -73,19 +73,18 @@ int32_t mxl_chip_t::check(int32_t rc, const char* op, const char* site_func, con
     return rc;
 }
 
-int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, const char* site_func,
-                            const char* site_file, int site_line) {
+int32_t mxl_chip_open_local(mxl_chip_t& chip, ClnkLib_LocalInfo_t* local, const char* site_func, const char* site_file,
+                            int site_line) {
     int32_t rc = chip.open(false, site_func, site_file, site_line);
     if(rc == 0) {
-        rc = chip.check(ClnkLib_GetLocalInfo(chip.h(), local), "ClnkLib_GetLocalInfo", site_func, site_file,
-                        site_line);
+        rc = chip.check(ClnkLib_GetLocalInfo(chip.h(), local), "ClnkLib_GetLocalInfo", site_func, site_file, site_line);
     }
     return rc;
 }
 
 void mxl_mac_text(char (&dst)[MOCA_MAC_TEXT_LEN], uint32_t hi, uint32_t lo) {
-    mxl_format(dst, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF, (hi >> 8) & 0xFF, hi & 0xFF,
-               lo >> 24, (lo >> 16) & 0xFF);
+    mxl_format(dst, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF, (hi >> 8) & 0xFF, hi & 0xFF, lo >> 24,
+               (lo >> 16) & 0xFF);
 }
 
 void mxl_version_text(char (&dst)[16], uint32_t moca_ver) {

@@ -20,29 +20,29 @@ enum class Phase { setup, reports, stats, cold, warm, write, teardown };
 const char* phase_name(Phase p);
 
 struct CheckRun {
-    DumpRun run;                    // the calls in order, sleep masks, the local GUID
-    std::vector<Phase> phases;      // per call
-    std::vector<double> ms;         // per call: the module call alone
-    bool chip_counted = false;      // each call's chip calls are known
-    bool wrote = false;             // --write: set-cfg-info with each current value
+    DumpRun run;               // the calls in order, sleep masks, the local GUID
+    std::vector<Phase> phases; // per call
+    std::vector<double> ms;    // per call: the module call alone
+    bool chip_counted = false; // each call's chip calls are known
+    bool wrote = false;        // --write: set-cfg-info with each current value
 };
 
 struct CheckResult {
     std::string name;
     Verdict verdict = Verdict::pass;
-    std::string evidence;           // one line: what passed, or the first problem and how many more
-    json problems = json::array();  // every problem found, one line each
-    json details = json::object();  // check-specific figures (timing per function)
+    std::string evidence;          // one line: what passed, or the first problem and how many more
+    json problems = json::array(); // every problem found, one line each
+    json details = json::object(); // check-specific figures (timing per function)
 };
 
 // Time budgets per call, in ms; docs/integration.md gives the reasons.
 struct Budgets {
-    double report = 100;            // a call that reads the chip every time
-    double cached = 5;              // a table entry served from the cache (median; max warns)
+    double report = 100; // a call that reads the chip every time
+    double cached = 5;   // a table entry served from the cache (median; max warns)
     double refill_nodes = 500;
     double refill_mesh = 250;
     double refill_bridges = 250;
-    double refill_margins = 250;    // RLAPM, SAPM
+    double refill_margins = 250; // RLAPM, SAPM
     double refill_flows = 500;
 };
 

@@ -90,8 +90,9 @@ struct View {
     // A walk's answers (the cold one's by default), when every call of the function succeeded.
     std::vector<const DumpCall*> table(const std::string& function, Phase p = Phase::cold) const {
         auto c = calls(p, function);
-        return std::all_of(c.begin(), c.end(), [](const DumpCall* x) { return x->ok(); }) ? c
-                                                                                             : std::vector<const DumpCall*>{};
+        return std::all_of(c.begin(), c.end(), [](const DumpCall* x) { return x->ok(); })
+                   ? c
+                   : std::vector<const DumpCall*>{};
     }
 };
 
@@ -101,7 +102,7 @@ struct Members {
     bool known = false;
     uint32_t local = 0;
     std::string local_version;
-    std::map<uint32_t, const DumpCall*> rows;   // node id -> its active row
+    std::map<uint32_t, const DumpCall*> rows; // node id -> its active row
     std::set<uint32_t> all;
     std::set<uint32_t> awake;
 };
@@ -241,7 +242,8 @@ CheckResult check_network(const View& v, const Members& m) {
     }
     for(const DumpCall* c : v.table("retrieve-node-info")) {
         if(c->number("NodeID") != c->id - 1 && c->flag("Active")) {
-            j.fail(fmt("node row Id=%u reports NodeID %llu", c->id, static_cast<unsigned long long>(c->number("NodeID"))));
+            j.fail(
+                fmt("node row Id=%u reports NodeID %llu", c->id, static_cast<unsigned long long>(c->number("NodeID"))));
         }
     }
     if(m.rows.count(m.local)) {
@@ -274,7 +276,8 @@ CheckResult check_mesh(const View& v, const Members& m) {
     for(const auto& [tr, c] : cells) {
         const auto [tx, rx] = tr;
         if(c->number("TxNodeIndex") != tx || c->number("RxNodeIndex") != rx) {
-            j.fail(fmt("mesh Id=%u reports %llu -> %llu", c->id, static_cast<unsigned long long>(c->number("TxNodeIndex")),
+            j.fail(fmt("mesh Id=%u reports %llu -> %llu", c->id,
+                       static_cast<unsigned long long>(c->number("TxNodeIndex")),
                        static_cast<unsigned long long>(c->number("RxNodeIndex"))));
         }
         const uint64_t rate = c->number("TxRateNper");
@@ -306,7 +309,8 @@ CheckResult check_bridges(const View& v, const Members& m) {
     for(const DumpCall* c : rows) {
         const uint32_t node = c->id - 1;
         if(c->number("NodeIndex") != node) {
-            j.fail(fmt("bridge Id=%u reports NodeIndex %llu", c->id, static_cast<unsigned long long>(c->number("NodeIndex"))));
+            j.fail(fmt("bridge Id=%u reports NodeIndex %llu", c->id,
+                       static_cast<unsigned long long>(c->number("NodeIndex"))));
         }
         auto list = split_csv(c->text("MACAddresses"));
         addresses += list.size();
@@ -346,7 +350,8 @@ void judge_margins(Judge& j, const View& v, const char* number_fn, const char* c
         }
         const std::string what = fmt("%s Id=%u", info_fn, c->id);
         if(!c->flag("Enable") || c->text("Status") != "active" || c->number("Frequency") == 0) {
-            j.fail(what + fmt(" is not an entry in use, though %s is %llu", count_key, static_cast<unsigned long long>(count)));
+            j.fail(what + fmt(" is not an entry in use, though %s is %llu", count_key,
+                              static_cast<unsigned long long>(count)));
             continue;
         }
         if(c->number("Profile") < last_profile || c->number("Profile") > 15) {
@@ -481,7 +486,8 @@ CheckResult check_versions(const View& v, const Members& m) {
         }
         lowest = std::min(lowest, n);
         if(c->flag("Moca25PhyCapable") != (hv == "2.5")) {
-            j.fail(fmt("node %u: MoCA %s but Moca25PhyCapable %s", id, hv.c_str(), c->flag("Moca25PhyCapable") ? "true" : "false"));
+            j.fail(fmt("node %u: MoCA %s but Moca25PhyCapable %s", id, hv.c_str(),
+                       c->flag("Moca25PhyCapable") ? "true" : "false"));
         }
     }
     // Nodes of one generation share a network at the version of its coordinator's
@@ -496,14 +502,15 @@ CheckResult check_versions(const View& v, const Members& m) {
         j.warn(fmt("the network runs MoCA %s, a generation below every node (lowest %d.%d)", current.c_str(),
                    lowest / 10, lowest % 10));
     }
-    return j.done(fmt("network MoCA %s, this node %s, lowest node %d.%d", current.c_str(), m.local_version.c_str(), lowest / 10, lowest % 10));
+    return j.done(fmt("network MoCA %s, this node %s, lowest node %d.%d", current.c_str(), m.local_version.c_str(),
+                      lowest / 10, lowest % 10));
 }
 
 // Keys reported modulo 2^32: a wrap between the reads is possible.
 bool wraps(const std::string& key) {
-    static const std::set<std::string> modular = {"DiscardPacketsReceived", "DiscardPacketsSent", "ErrorsReceived",
-                                                  "ErrorsSent", "UnicastPacketsSent", "UnicastPacketsReceived",
-                                                  "MulticastPacketsReceived", "BroadcastPacketsReceived"};
+    static const std::set<std::string> modular = {
+        "DiscardPacketsReceived", "DiscardPacketsSent",     "ErrorsReceived",           "ErrorsSent",
+        "UnicastPacketsSent",     "UnicastPacketsReceived", "MulticastPacketsReceived", "BroadcastPacketsReceived"};
     return modular.count(key) > 0;
 }
 
@@ -521,8 +528,8 @@ CheckResult check_counters(const View& v) {
         if(after >= before) {
             continue;
         }
-        const std::string what = fmt("%s went back from %llu to %llu", key.c_str(), static_cast<unsigned long long>(before),
-                                     static_cast<unsigned long long>(after));
+        const std::string what = fmt("%s went back from %llu to %llu", key.c_str(),
+                                     static_cast<unsigned long long>(before), static_cast<unsigned long long>(after));
         if(wraps(key)) {
             j.warn(what + " (reported modulo 2^32: a wrap?)");
         } else {
@@ -574,8 +581,8 @@ CheckResult check_rates(const View& v, const Members& m) {
 // The table a function reads through, or "" for one that reads the chip on every call.
 std::string table_of(const std::string& function) {
     static const std::map<std::string, std::string> tables = {
-        {"retrieve-node-info", "nodes"},  {"retrieve-mesh-info", "mesh"},       {"retrieve-bridge-info", "bridges"},
-        {"retrieve-rlapm-info", "rlapm"}, {"retrieve-sapm-info", "sapm"},       {"retrieve-qos-info", "flows"},
+        {"retrieve-node-info", "nodes"},  {"retrieve-mesh-info", "mesh"}, {"retrieve-bridge-info", "bridges"},
+        {"retrieve-rlapm-info", "rlapm"}, {"retrieve-sapm-info", "sapm"}, {"retrieve-qos-info", "flows"},
         {"retrieve-flow-info", "flows"}};
     auto it = tables.find(function);
     return it == tables.end() ? "" : it->second;
@@ -640,7 +647,9 @@ struct Spread {
         std::vector<double> s = ms;
         std::sort(s.begin(), s.end());
         auto round = [](double x) { return static_cast<double>(static_cast<long long>(x * 1000 + 0.5)) / 1000; };
-        return {{"calls", s.size()}, {"min_ms", round(s.front())}, {"median_ms", round(s[s.size() / 2])},
+        return {{"calls", s.size()},
+                {"min_ms", round(s.front())},
+                {"median_ms", round(s[s.size() / 2])},
                 {"max_ms", round(s.back())}};
     }
     double median() const {
@@ -651,16 +660,20 @@ struct Spread {
 };
 
 double refill_budget(const std::string& table, const Budgets& b) {
-    if(table == "nodes") return b.refill_nodes;
-    if(table == "mesh") return b.refill_mesh;
-    if(table == "bridges") return b.refill_bridges;
-    if(table == "flows") return b.refill_flows;
+    if(table == "nodes")
+        return b.refill_nodes;
+    if(table == "mesh")
+        return b.refill_mesh;
+    if(table == "bridges")
+        return b.refill_bridges;
+    if(table == "flows")
+        return b.refill_flows;
     return b.refill_margins;
 }
 
 CheckResult check_timing(const View& v, const Budgets& b) {
     Judge j("timing");
-    std::map<std::string, std::map<std::string, Spread>> spreads;     // function -> phase -> times
+    std::map<std::string, std::map<std::string, Spread>> spreads; // function -> phase -> times
     std::map<std::string, std::map<std::string, Spread>> cached;
     std::map<std::string, bool> seen_group;
     double slowest_refill = 0, slowest_report = 0;
@@ -760,10 +773,9 @@ const char* verdict_name(Verdict v) {
 std::vector<CheckResult> judge_run(const CheckRun& run, const Budgets& budgets) {
     const View v{run};
     const Members m = members(v);
-    return {check_calls(v),     check_keys(v),        check_network(v, m), check_mesh(v, m),
-            check_bridges(v, m), check_margins(v),    check_flows(v, m),   check_macs(v, m),
-            check_versions(v, m), check_counters(v),  check_rates(v, m),   check_cache(v),
-            check_timing(v, budgets), check_write(v)};
+    return {check_calls(v),    check_keys(v),     check_network(v, m),      check_mesh(v, m),     check_bridges(v, m),
+            check_margins(v),  check_flows(v, m), check_macs(v, m),         check_versions(v, m), check_counters(v),
+            check_rates(v, m), check_cache(v),    check_timing(v, budgets), check_write(v)};
 }
 
 Verdict worst_verdict(const std::vector<CheckResult>& results) {

@@ -10,7 +10,7 @@ namespace {
 struct KeyGroup {
     const char* function;
     const char* type;
-    const char* keys;               // separated by blanks
+    const char* keys; // separated by blanks
 };
 
 const KeyGroup documented_keys[] = {
@@ -100,7 +100,8 @@ std::vector<std::string> key_problems(const DumpCall& c) {
         for(const auto& [key, value] : ret[1].items()) {
             bool known = false;
             for(const auto& g : documented_keys) {
-                known = known || (c.function == g.function && (" " + std::string(g.keys) + " ").find(" " + key + " ") != std::string::npos);
+                known = known || (c.function == g.function &&
+                                  (" " + std::string(g.keys) + " ").find(" " + key + " ") != std::string::npos);
             }
             if(!known) {
                 out.push_back(where(c) + ": undocumented key " + key);

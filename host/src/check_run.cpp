@@ -26,8 +26,9 @@ constexpr int cannot_check = 3;
 // Enable and the frequency mask, without the chip): writing the current value
 // must not reach the chip. PrivacyEnabledSetting and KeyPassphrase are written
 // on every call by design, so --write leaves them alone.
-const char* const quiet_settings[] = {"Enable", "PreferredNC", "TpcTargetRateNper", "FreqCurrentMaskSetting",
-                                      "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NodeTabooMask"};
+const char* const quiet_settings[] = {
+    "Enable",       "PreferredNC",        "TpcTargetRateNper", "FreqCurrentMaskSetting",
+    "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit",  "NodeTabooMask"};
 
 class CheckWalker {
 public:

@@ -37,8 +37,8 @@ void print_check_text(const CheckRun& run, const std::vector<CheckResult>& resul
 json check_json(const CheckRun& run, const std::vector<CheckResult>& results) {
     json checks = json::array();
     for(const auto& r : results) {
-        json c = {{"name", r.name}, {"verdict", verdict_name(r.verdict)}, {"evidence", r.evidence},
-                  {"problems", r.problems}};
+        json c = {
+            {"name", r.name}, {"verdict", verdict_name(r.verdict)}, {"evidence", r.evidence}, {"problems", r.problems}};
         if(!r.details.empty()) {
             c["details"] = r.details;
         }

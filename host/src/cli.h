@@ -15,19 +15,19 @@ enum class Command { none, help, call, dump, script, health, report, check };
 
 struct Options {
     Command command = Command::none;
-    std::string module_path;            // empty: the default module built beside the host
-    std::string sim_path;               // empty: no scenario loaded
-    std::string create_ifname;          // call only: create this record first
+    std::string module_path;   // empty: the default module built beside the host
+    std::string sim_path;      // empty: no scenario loaded
+    std::string create_ifname; // call only: create this record first
     bool create = false;
     bool json_output = false;
-    bool show_secrets = false;          // dump, health, report: print the pass phrase as it is
-    int trace_level = -1;               // -1: keep the default (errors and warnings)
-    std::string function;               // call
-    json call_args = json::object();    // call: KEY=VALUE pairs in script argument form
-    bool write = false;                 // check --write: also write each setting's current value
-    std::string ifname;                 // dump, health, report, check
-    std::string output_path;            // report: -o FILE; empty: standard output
-    std::string script_path;            // script; empty: standard input
+    bool show_secrets = false;       // dump, health, report: print the pass phrase as it is
+    int trace_level = -1;            // -1: keep the default (errors and warnings)
+    std::string function;            // call
+    json call_args = json::object(); // call: KEY=VALUE pairs in script argument form
+    bool write = false;              // check --write: also write each setting's current value
+    std::string ifname;              // dump, health, report, check
+    std::string output_path;         // report: -o FILE; empty: standard output
+    std::string script_path;         // script; empty: standard input
 };
 
 // Parses argv[1..]. On a bad command line returns nullopt and sets *err to

@@ -11,7 +11,7 @@ namespace {
 
 std::string scalar_text(const json& value) {
     if(value.is_string()) {
-        return to_line(value);          // quoted, so that an empty text shows
+        return to_line(value); // quoted, so that an empty text shows
     }
     if(value.is_null()) {
         return "(null)";

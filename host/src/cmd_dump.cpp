@@ -109,10 +109,12 @@ void read_local_info(DumpRun& run) {
 namespace {
 
 json summary_json(const DumpRun& run) {
-    const bool counted = chip::counts_calls();      // null on a board: no simulator keeps a call log
+    const bool counted = chip::counts_calls(); // null on a board: no simulator keeps a call log
     json functions = json::object();
     for(const auto& t : tally(run)) {
-        functions[t.function] = {{"calls", t.calls}, {"failed", t.failed}, {"with_errors", t.with_errors},
+        functions[t.function] = {{"calls", t.calls},
+                                 {"failed", t.failed},
+                                 {"with_errors", t.with_errors},
                                  {"chip_calls", counted ? json(t.chip_calls) : json()}};
     }
     json s = json::object();

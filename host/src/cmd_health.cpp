@@ -53,7 +53,8 @@ int run_report(const Options& opt) {
     const bool written = std::fwrite(page.data(), 1, page.size(), out) == page.size();
     const bool closed = out == stdout ? std::fflush(out) == 0 : std::fclose(out) == 0;
     if(!written || !closed) {
-        std::fprintf(stderr, "moca-host: could not write %s\n", opt.output_path.empty() ? "the page" : opt.output_path.c_str());
+        std::fprintf(stderr, "moca-host: could not write %s\n",
+                     opt.output_path.empty() ? "the page" : opt.output_path.c_str());
         return cannot_judge;
     }
     return static_cast<int>(worst(findings));

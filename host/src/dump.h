@@ -17,10 +17,10 @@ namespace host {
 // would answer ({"rc", "ret", "log", "chip", "handles"}).
 struct DumpCall {
     std::string function;
-    uint32_t id = 0;            // the "Id" argument; 0 when the call takes none
-    json args;                  // argument form
-    json result;                // null when the host could not make the call
-    std::string host_error;     // why, in that case
+    uint32_t id = 0;        // the "Id" argument; 0 when the call takes none
+    json args;              // argument form
+    json result;            // null when the host could not make the call
+    std::string host_error; // why, in that case
 
     bool ok() const { return result.is_object() && result["rc"] == 0; }
     int rc() const { return result.is_object() ? result["rc"].get<int>() : -1; }
@@ -40,14 +40,14 @@ struct DumpCall {
 
 struct DumpRun {
     std::string ifname;
-    std::vector<DumpCall> calls;    // in call order
+    std::vector<DumpCall> calls; // in call order
     double elapsed_ms = 0;
     // Nodes in the sleep states M1, M2 and M3, as the chip's local node
     // information gives them (the module reports a sleeping node as present,
     // with no rates measured to it). All zero when the chip could not tell.
     uint32_t sleep_masks[3] = {0, 0, 0};
-    bool sleep_masks_read = false;  // the chip told: a node in no mask is awake
-    std::string local_guid;         // the local node's GUID as the chip gives it; "" when unread
+    bool sleep_masks_read = false; // the chip told: a node in no mask is awake
+    std::string local_guid;        // the local node's GUID as the chip gives it; "" when unread
 
     // "M1", "M2", "M3" for a sleeping node, "" otherwise.
     std::string sleep_state(uint64_t node) const;

@@ -80,8 +80,8 @@ size_t DumpCall::logged(int up_to_level) const {
 }
 
 size_t DumpRun::calls_with_errors() const {
-    return static_cast<size_t>(std::count_if(calls.begin(), calls.end(),
-                                             [](const DumpCall& c) { return c.logged(TRACE_LEVEL_ERROR) > 0; }));
+    return static_cast<size_t>(
+        std::count_if(calls.begin(), calls.end(), [](const DumpCall& c) { return c.logged(TRACE_LEVEL_ERROR) > 0; }));
 }
 
 size_t DumpRun::chip_calls() const {

@@ -23,17 +23,50 @@ constexpr int warning_level = TRACE_LEVEL_WARNING;
 
 // Data-model order of the interface's own parameters and of its statistics;
 // keys not listed follow in the order the module reports them.
-const std::vector<std::string> interface_order{
-    "Enable", "Status", "FirmwareVersion", "MaxBitRate", "MaxIngressBW", "MaxEgressBW", "HighestVersion",
-    "CurrentVersion", "NetworkCoordinator", "NodeID", "PreferredNC", "BackupNC", "PrivacyEnabledSetting",
-    "PrivacyEnabled", "FreqCapabilityMask", "FreqCurrentMaskSetting", "FreqCurrentMask", "CurrentOperFreq",
-    "LastOperFreq", "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NetworkTabooMask",
-    "NodeTabooMask", "TxBcastRate", "TxBcastPowerReduction", "QAM256Capable", "PacketAggregationCapability"};
-const std::vector<std::string> stats_order{
-    "BytesSent", "BytesReceived", "PacketsSent", "PacketsReceived", "ErrorsSent", "ErrorsReceived",
-    "UnicastPacketsSent", "UnicastPacketsReceived", "DiscardPacketsSent", "DiscardPacketsReceived",
-    "MulticastPacketsSent", "MulticastPacketsReceived", "BroadcastPacketsSent", "BroadcastPacketsReceived",
-    "UnknownProtoPacketsReceived"};
+const std::vector<std::string> interface_order{"Enable",
+                                               "Status",
+                                               "FirmwareVersion",
+                                               "MaxBitRate",
+                                               "MaxIngressBW",
+                                               "MaxEgressBW",
+                                               "HighestVersion",
+                                               "CurrentVersion",
+                                               "NetworkCoordinator",
+                                               "NodeID",
+                                               "PreferredNC",
+                                               "BackupNC",
+                                               "PrivacyEnabledSetting",
+                                               "PrivacyEnabled",
+                                               "FreqCapabilityMask",
+                                               "FreqCurrentMaskSetting",
+                                               "FreqCurrentMask",
+                                               "CurrentOperFreq",
+                                               "LastOperFreq",
+                                               "KeyPassphrase",
+                                               "TxPowerLimit",
+                                               "PowerCntlPhyTarget",
+                                               "BeaconPowerLimit",
+                                               "NetworkTabooMask",
+                                               "NodeTabooMask",
+                                               "TxBcastRate",
+                                               "TxBcastPowerReduction",
+                                               "QAM256Capable",
+                                               "PacketAggregationCapability"};
+const std::vector<std::string> stats_order{"BytesSent",
+                                           "BytesReceived",
+                                           "PacketsSent",
+                                           "PacketsReceived",
+                                           "ErrorsSent",
+                                           "ErrorsReceived",
+                                           "UnicastPacketsSent",
+                                           "UnicastPacketsReceived",
+                                           "DiscardPacketsSent",
+                                           "DiscardPacketsReceived",
+                                           "MulticastPacketsSent",
+                                           "MulticastPacketsReceived",
+                                           "BroadcastPacketsSent",
+                                           "BroadcastPacketsReceived",
+                                           "UnknownProtoPacketsReceived"};
 
 // The keys of each report in the order the module documents them. Rows follow
 // it (after a section's own order), not the order in which the variant library
@@ -48,21 +81,64 @@ const std::map<std::string, std::vector<std::string>, std::less<>> reported_keys
      {"Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper", "FreqCurrentMaskSetting", "KeyPassphrase",
       "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NodeTabooMask"}},
     {"retrieve-dyn-info",
-     {"Status", "PasswordHash", "PowerStateCap", "LinkUpTime", "MaxIngressBW", "MaxEgressBW", "CurrentVersion",
-      "NetworkCoordinator", "NodeID", "BackupNC", "NumNodes", "PrivacyEnabled", "FreqCurrentMask", "CurrentOperFreq",
-      "LastOperFreq", "TxBcastRate", "ResetCount", "LinkDownCount", "LmoNodeID", "NetworkState",
-      "PrimaryChannelOffset", "SecondaryChannelOffset", "ResetReason", "NcVersion", "LinkState"}},
+     {"Status",
+      "PasswordHash",
+      "PowerStateCap",
+      "LinkUpTime",
+      "MaxIngressBW",
+      "MaxEgressBW",
+      "CurrentVersion",
+      "NetworkCoordinator",
+      "NodeID",
+      "BackupNC",
+      "NumNodes",
+      "PrivacyEnabled",
+      "FreqCurrentMask",
+      "CurrentOperFreq",
+      "LastOperFreq",
+      "TxBcastRate",
+      "ResetCount",
+      "LinkDownCount",
+      "LmoNodeID",
+      "NetworkState",
+      "PrimaryChannelOffset",
+      "SecondaryChannelOffset",
+      "ResetReason",
+      "NcVersion",
+      "LinkState"}},
     {"retrieve-qos-info", {"EgressNumFlows", "IngressNumFlows"}},
     {"retrieve-flow-info",
      {"FlowID", "PacketDA", "MaxRate", "MaxBurstSize", "LeaseTime", "Tag", "LeaseTimeLeft", "FlowPackets",
       "IngressGuid", "EgressGuid", "MaximumLatency", "ShortTermAvgRatio", "FlowPer", "IngressClassify", "VlanTag",
       "DscpMoca", "Dfid"}},
     {"retrieve-node-info",
-     {"MACAddress", "NodeID", "PreferredNC", "HighestVersion", "PHYTxRate", "PHYRxRate", "TxPowerControlReduction",
-      "RxPowerLevel", "TxBcastRate", "RxBcastPowerLevel", "TxPackets", "TxDrops", "RxPackets", "RxCorrected",
-      "RxErroredAndMissedPackets", "BondingCapable", "QAM256Capable", "PacketAggregationCapability", "RxSNR",
-      "Active", "SupportedIngressPqosFlows", "SupportedEgressPqosFlows", "AggregationSize", "AeNumber", "PowerState",
-      "PowerStateCapability", "Moca25PhyCapable"}},
+     {"MACAddress",
+      "NodeID",
+      "PreferredNC",
+      "HighestVersion",
+      "PHYTxRate",
+      "PHYRxRate",
+      "TxPowerControlReduction",
+      "RxPowerLevel",
+      "TxBcastRate",
+      "RxBcastPowerLevel",
+      "TxPackets",
+      "TxDrops",
+      "RxPackets",
+      "RxCorrected",
+      "RxErroredAndMissedPackets",
+      "BondingCapable",
+      "QAM256Capable",
+      "PacketAggregationCapability",
+      "RxSNR",
+      "Active",
+      "SupportedIngressPqosFlows",
+      "SupportedEgressPqosFlows",
+      "AggregationSize",
+      "AeNumber",
+      "PowerState",
+      "PowerStateCapability",
+      "Moca25PhyCapable"}},
     {"retrieve-bridge-info", {"NodeIndex", "MACAddresses"}},
     {"retrieve-rlapm-number", {"RlapmNumberOfEntries"}},
     {"retrieve-sapm-number", {"SapmNumberOfEntries"}},
@@ -77,17 +153,37 @@ struct Presentation {
     Style style = Style::unit;
 };
 const std::map<std::string, Presentation, std::less<>> presentations{
-    {"MaxBitRate", {"Mbps"}}, {"MaxIngressBW", {"Mbps"}}, {"MaxEgressBW", {"Mbps"}}, {"TxBcastRate", {"Mbps"}},
-    {"PHYTxRate", {"Mbps"}}, {"PHYRxRate", {"Mbps"}}, {"PowerCntlPhyTarget", {"Mbps"}}, {"TpcTargetRateNper", {"Mbps"}},
-    {"TxRate", {"Mbps"}}, {"TxRateNper", {"Mbps"}}, {"TxRateVlper", {"Mbps"}},
-    {"CurrentOperFreq", {"MHz"}}, {"LastOperFreq", {"MHz"}}, {"Frequency", {"MHz"}},
-    {"PrimaryChannelOffset", {"MHz"}}, {"SecondaryChannelOffset", {"MHz"}},
-    {"TxPowerLimit", {"dBm"}}, {"BeaconPowerLimit", {"dBm"}},
-    {"RxPowerLevel", {"dBm", Style::below_zero}}, {"RxBcastPowerLevel", {"dBm", Style::below_zero}},
-    {"AggrRxPwrLevelThreshold", {"dBm", Style::below_zero}}, {"GlobalAggrRxPwrLevel", {"dBm", Style::below_zero}},
-    {"TxBcastPowerReduction", {"dB"}}, {"TxPowerControlReduction", {"dB"}}, {"RxSNR", {"dB"}},
-    {"MaxRate", {"kbps"}}, {"MaximumLatency", {"ms"}}, {"LeaseTime", {"s"}}, {"LeaseTimeLeft", {"s"}},
-    {"LinkUpTime", {"s", Style::duration}}, {"PhyMargin", {"", Style::runs}}};
+    {"MaxBitRate", {"Mbps"}},
+    {"MaxIngressBW", {"Mbps"}},
+    {"MaxEgressBW", {"Mbps"}},
+    {"TxBcastRate", {"Mbps"}},
+    {"PHYTxRate", {"Mbps"}},
+    {"PHYRxRate", {"Mbps"}},
+    {"PowerCntlPhyTarget", {"Mbps"}},
+    {"TpcTargetRateNper", {"Mbps"}},
+    {"TxRate", {"Mbps"}},
+    {"TxRateNper", {"Mbps"}},
+    {"TxRateVlper", {"Mbps"}},
+    {"CurrentOperFreq", {"MHz"}},
+    {"LastOperFreq", {"MHz"}},
+    {"Frequency", {"MHz"}},
+    {"PrimaryChannelOffset", {"MHz"}},
+    {"SecondaryChannelOffset", {"MHz"}},
+    {"TxPowerLimit", {"dBm"}},
+    {"BeaconPowerLimit", {"dBm"}},
+    {"RxPowerLevel", {"dBm", Style::below_zero}},
+    {"RxBcastPowerLevel", {"dBm", Style::below_zero}},
+    {"AggrRxPwrLevelThreshold", {"dBm", Style::below_zero}},
+    {"GlobalAggrRxPwrLevel", {"dBm", Style::below_zero}},
+    {"TxBcastPowerReduction", {"dB"}},
+    {"TxPowerControlReduction", {"dB"}},
+    {"RxSNR", {"dB"}},
+    {"MaxRate", {"kbps"}},
+    {"MaximumLatency", {"ms"}},
+    {"LeaseTime", {"s"}},
+    {"LeaseTimeLeft", {"s"}},
+    {"LinkUpTime", {"s", Style::duration}},
+    {"PhyMargin", {"", Style::runs}}};
 
 std::string format(const char* fmt, auto... args) {
     char buffer[256];
@@ -395,7 +491,8 @@ void print_qos(const DumpRun& run, const std::string& base, std::FILE* out) {
 // A sleeping node's power state as the module gives it, with the chip's sleep
 // state beside it.
 void print_nodes(const DumpRun& run, const std::string& base, std::FILE* out) {
-    Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"}, "active nodes; instance = Id = node id + 1");
+    Section s(out, run, base + ".AssociatedDevice", {"retrieve-node-info"},
+              "active nodes; instance = Id = node id + 1");
     for(const DumpCall* c : run.all("retrieve-node-info")) {
         if(!c->ok() || !c->flag("Active")) {
             continue;
@@ -490,7 +587,8 @@ void print_rlapm(const DumpRun& run, const std::string& base, std::FILE* out) {
     }
     Section s(out, run, base + ".Rlapm", {"retrieve-rlapm-number", "retrieve-rlapm-info"},
               "PhyMargin (dB) of the entries of each profile and frequency, in order of their\n"
-              "GlobalAggrRxPwrLevel (0 to " + below_dbm(lowest) + "); runs of equal values written value(xcount)");
+              "GlobalAggrRxPwrLevel (0 to " +
+                  below_dbm(lowest) + "); runs of equal values written value(xcount)");
     rows(s, base + ".", {run.find("retrieve-rlapm-number")}, {});
     if(!entries.empty()) {
         s.line(format("  %-9s %7s %9s  %-8s %s", "Id", "Profile", "Frequency", "Status", "PhyMargin"));
@@ -524,9 +622,9 @@ void print_sapm(const DumpRun& run, const std::string& base, std::FILE* out) {
 }
 
 void print_summary(const DumpRun& run, std::FILE* out) {
-    const bool counted = chip::counts_calls();      // not on a board: no simulator keeps a call log
-    Section s(out, format("Read in %.1f ms: %zu calls, %zu failed, %zu logged errors, %s",
-                          run.elapsed_ms, run.calls.size(), run.failures(), run.calls_with_errors(),
+    const bool counted = chip::counts_calls(); // not on a board: no simulator keeps a call log
+    Section s(out, format("Read in %.1f ms: %zu calls, %zu failed, %zu logged errors, %s", run.elapsed_ms,
+                          run.calls.size(), run.failures(), run.calls_with_errors(),
                           counted ? format("%zu chip calls", run.chip_calls()).c_str() : "chip calls not counted"));
     s.line(format("  %-24s %6s %7s %14s %11s", "function", "calls", "failed", "logged errors", "chip calls"));
     for(const auto& t : tally(run)) {

@@ -77,9 +77,11 @@ void mark_sleepers(NetworkView& net, const DumpRun& run) {
         return;
     }
     auto row_empty = [&](uint32_t tx) {
-        return std::all_of(net.nodes.begin(), net.nodes.end(), [&](const NodeView& rx) { return net.rate(tx, rx.id) == 0; });
+        return std::all_of(net.nodes.begin(), net.nodes.end(),
+                           [&](const NodeView& rx) { return net.rate(tx, rx.id) == 0; });
     };
-    bool any_rates = std::any_of(net.nodes.begin(), net.nodes.end(), [&](const NodeView& n) { return !row_empty(n.id); });
+    bool any_rates =
+        std::any_of(net.nodes.begin(), net.nodes.end(), [&](const NodeView& n) { return !row_empty(n.id); });
     if(!net.mesh_read || !any_rates) {
         return;
     }
@@ -116,12 +118,9 @@ void resolve_flows(NetworkView& net, uint64_t local_ingress_flows) {
 
 const char* severity_name(Severity s) {
     switch(s) {
-    case Severity::ok:
-        return "ok";
-    case Severity::warning:
-        return "warning";
-    case Severity::problem:
-        return "problem";
+        case Severity::ok: return "ok";
+        case Severity::warning: return "warning";
+        case Severity::problem: return "problem";
     }
     return "?";
 }
@@ -165,7 +164,7 @@ NetworkView network_view(const DumpRun& run) {
     local.local = true;
     local.mac = run.local_guid;
     local.version = text(run.find("retrieve-static-info"), "HighestVersion");
-    local.bonding = local.version == "2.5";     // 2.5 bonds by definition; for older chips we cannot tell
+    local.bonding = local.version == "2.5"; // 2.5 bonds by definition; for older chips we cannot tell
     net.nodes.push_back(local);
     for(const DumpCall* c : run.all("retrieve-node-info")) {
         if(!flag(c, "Active") || c->id - 1 == net.local_id) {
@@ -176,7 +175,8 @@ NetworkView network_view(const DumpRun& run) {
     std::sort(net.nodes.begin(), net.nodes.end(), [](const NodeView& a, const NodeView& b) { return a.id < b.id; });
 
     auto mesh = run.all("retrieve-mesh-info");
-    net.mesh_read = mesh.size() == 256 && std::all_of(mesh.begin(), mesh.end(), [](const DumpCall* c) { return c->ok(); });
+    net.mesh_read =
+        mesh.size() == 256 && std::all_of(mesh.begin(), mesh.end(), [](const DumpCall* c) { return c->ok(); });
     for(const DumpCall* c : mesh) {
         if(c->ok()) {
             net.mesh[{number32(c, "TxNodeIndex"), number32(c, "RxNodeIndex")}] = number32(c, "TxRateNper");
@@ -248,7 +248,8 @@ void check_reading(const NetworkView& net, const Limits&, Findings& out) {
     const bool unread_dyn = std::count(net.unread.begin(), net.unread.end(), "retrieve-dyn-info") > 0;
     if(!net.present || !net.created || unread_dyn) {
         add(out, Severity::problem, "unread", {},
-            "the interface " + net.ifname + (!net.present ? " is not present" : " could not be read") + ": nothing to judge",
+            "the interface " + net.ifname + (!net.present ? " is not present" : " could not be read") +
+                ": nothing to judge",
             {{"functions", net.unread}});
         return;
     }
@@ -276,7 +277,8 @@ void check_links(const NetworkView& net, const Limits& lim, Findings& out) {
         json numbers{{"from", a.id}, {"to", b.id}, {"rate", ab}, {"reverse_rate", ba}};
         if(ab == 0 || ba == 0) {
             add(out, Severity::problem, "no-link", {a.id, b.id},
-                format("no link between node %u and node %u (%u Mbps one way, %u Mbps back)", a.id, b.id, ab, ba), numbers);
+                format("no link between node %u and node %u (%u Mbps one way, %u Mbps back)", a.id, b.id, ab, ba),
+                numbers);
             return;
         }
         const uint32_t slow = std::min(ab, ba);
@@ -288,8 +290,10 @@ void check_links(const NetworkView& net, const Limits& lim, Findings& out) {
                 n["capability"] = cap;
                 n["share"] = rounded(share);
                 add(out, s, "weak-link", {a.id, b.id},
-                    format("weak link between node %u and node %u: %u and %u Mbps, %d%% of the %u Mbps these nodes reach",
-                           a.id, b.id, ab, ba, percent(share), cap), n);
+                    format(
+                        "weak link between node %u and node %u: %u and %u Mbps, %d%% of the %u Mbps these nodes reach",
+                        a.id, b.id, ab, ba, percent(share), cap),
+                    n);
             }
         }
         const double balance = static_cast<double>(slow) / fast;
@@ -299,7 +303,8 @@ void check_links(const NetworkView& net, const Limits& lim, Findings& out) {
             const bool slow_back = ba < ab;
             add(out, s, "asymmetric-link", {a.id, b.id},
                 format("lopsided link: node %u to node %u runs at %u Mbps, the way back at %u Mbps (%d%%)",
-                       slow_back ? a.id : b.id, slow_back ? b.id : a.id, fast, slow, percent(balance)), n);
+                       slow_back ? a.id : b.id, slow_back ? b.id : a.id, fast, slow, percent(balance)),
+                n);
         }
     });
 }
@@ -327,7 +332,9 @@ void check_versions(const NetworkView& net, const Limits&, Findings& out) {
                 continue;
             }
             for(auto [tx, rx] : {std::pair{old.id, peer.id}, std::pair{peer.id, old.id}}) {
-                links.push_back({{"from", tx}, {"to", rx}, {"rate", net.rate(tx, rx)},
+                links.push_back({{"from", tx},
+                                 {"to", rx},
+                                 {"rate", net.rate(tx, rx)},
                                  {"reachable", pair_capability(upgraded, peer)}});
             }
         }
@@ -336,7 +343,9 @@ void check_versions(const NetworkView& net, const Limits&, Findings& out) {
             format("node %u is MoCA %s in a MoCA %s network: %s its %zu links with MoCA 2 nodes run at 1.x rates",
                    old.id, old.version.c_str(), highest.c_str(),
                    dropped ? ("the network runs at MoCA " + net.current_version + ",").c_str() : "", links.size()),
-            {{"version", old.version}, {"network_version", net.current_version}, {"highest_version", highest},
+            {{"version", old.version},
+             {"network_version", net.current_version},
+             {"highest_version", highest},
              {"links", links}});
     }
 }
@@ -355,11 +364,16 @@ void check_errors(const NetworkView& net, const Limits& lim, Findings& out) {
         }
         add(out, s, "node-errors", {n.id},
             format("node %u loses packets: %llu of %llu dropped on the way to it (%.3g%%), %llu of %llu received in "
-                   "error or missed (%.3g%%)", n.id, static_cast<unsigned long long>(n.tx_drops),
-                   static_cast<unsigned long long>(n.tx_packets), tx * 100, static_cast<unsigned long long>(n.rx_errors),
+                   "error or missed (%.3g%%)",
+                   n.id, static_cast<unsigned long long>(n.tx_drops), static_cast<unsigned long long>(n.tx_packets),
+                   tx * 100, static_cast<unsigned long long>(n.rx_errors),
                    static_cast<unsigned long long>(n.rx_packets), rx * 100),
-            {{"tx_drops", n.tx_drops}, {"tx_packets", n.tx_packets}, {"tx_ratio", rounded(tx)},
-             {"rx_errors", n.rx_errors}, {"rx_packets", n.rx_packets}, {"rx_ratio", rounded(rx)}});
+            {{"tx_drops", n.tx_drops},
+             {"tx_packets", n.tx_packets},
+             {"tx_ratio", rounded(tx)},
+             {"rx_errors", n.rx_errors},
+             {"rx_packets", n.rx_packets},
+             {"rx_ratio", rounded(rx)}});
     }
 }
 
@@ -377,8 +391,10 @@ void check_stability(const NetworkView& net, const Limits& lim, Findings& out) {
     add(out, s, "instability", {net.local_id},
         format("the link of %s is unstable: lost %u times, chip reset %u times (last: %s), up for %u s this time",
                net.ifname.c_str(), net.link_down_count, net.reset_count, net.reset_reason.c_str(), net.link_up_s),
-        {{"link_down_count", net.link_down_count}, {"reset_count", net.reset_count},
-         {"reset_reason", net.reset_reason}, {"link_up_s", net.link_up_s}});
+        {{"link_down_count", net.link_down_count},
+         {"reset_count", net.reset_count},
+         {"reset_reason", net.reset_reason},
+         {"link_up_s", net.link_up_s}});
 }
 
 void check_levels(const NetworkView& net, const Limits& lim, Findings& out) {
@@ -422,13 +438,15 @@ void check_flow(const NetworkView& net, const Limits& lim, const FlowView& f, Fi
             nodes.push_back(static_cast<uint32_t>(end));
         }
     }
-    json numbers{{"flow", f.flow_id}, {"ingress", f.ingress}, {"egress", f.egress}, {"max_rate_kbps", f.max_rate_kbps},
+    json numbers{{"flow", f.flow_id},    {"ingress", f.ingress},
+                 {"egress", f.egress},   {"max_rate_kbps", f.max_rate_kbps},
                  {"lease_s", f.lease_s}, {"lease_left_s", f.lease_left_s}};
     const std::string name = "flow " + f.flow_id;
     for(auto [end, guid] : {std::pair{f.ingress_node, f.ingress}, std::pair{f.egress_node, f.egress}}) {
         const NodeView* n = end >= 0 ? net.node(static_cast<uint32_t>(end)) : nullptr;
         if(n == nullptr) {
-            add(out, Severity::problem, "flow-endpoint", nodes, name + ": " + guid + " is no node of the network", numbers);
+            add(out, Severity::problem, "flow-endpoint", nodes, name + ": " + guid + " is no node of the network",
+                numbers);
         } else if(n->version == "1.0") {
             add(out, Severity::problem, "flow-endpoint", nodes,
                 format("%s: node %u is MoCA 1.0, which has no parameterized QoS", name.c_str(), n->id), numbers);
@@ -442,8 +460,8 @@ void check_flow(const NetworkView& net, const Limits& lim, const FlowView& f, Fi
     }
     const double soon = std::max<double>(lim.lease_left_warning_s, lim.lease_left_warning_share * f.lease_s);
     if(f.lease_left_s == 0) {
-        add(out, Severity::problem, "flow-lease", nodes, format("%s: its %u s lease has run out", name.c_str(), f.lease_s),
-            numbers);
+        add(out, Severity::problem, "flow-lease", nodes,
+            format("%s: its %u s lease has run out", name.c_str(), f.lease_s), numbers);
     } else if(f.lease_left_s < soon) {
         add(out, Severity::warning, "flow-lease", nodes,
             format("%s: its lease runs out in %u s (of %u s) unless renewed", name.c_str(), f.lease_left_s, f.lease_s),
@@ -474,7 +492,8 @@ void check_flow_load(const NetworkView& net, const Limits& lim, Findings& out) {
         }
         add(out, Severity::problem, "flow-capacity", {link.first, link.second},
             format("the link from node %u to node %u cannot carry its flows: %.1f Mbps reserved, about %.0f Mbps of "
-                   "its %u Mbps carry data", link.first, link.second, kbps / 1000.0, carried_kbps / 1000.0, rate),
+                   "its %u Mbps carry data",
+                   link.first, link.second, kbps / 1000.0, carried_kbps / 1000.0, rate),
             {{"from", link.first}, {"to", link.second}, {"flows", ids}, {"reserved_kbps", kbps}, {"rate", rate}});
     }
 }
@@ -487,8 +506,8 @@ void check_flows(const NetworkView& net, const Limits& lim, Findings& out) {
 }
 
 using Check = void (*)(const NetworkView&, const Limits&, Findings&);
-const Check checks[] = {check_reading, check_links, check_versions, check_errors,
-                        check_stability, check_levels, check_sleep, check_flows};
+const Check checks[] = {check_reading,   check_links,  check_versions, check_errors,
+                        check_stability, check_levels, check_sleep,    check_flows};
 
 } // namespace
 
@@ -498,7 +517,8 @@ std::vector<Finding> diagnose(const NetworkView& net, const Limits& limits) {
         c(net, limits, out);
     }
     // Worst first; within a severity in the order of the checks.
-    std::stable_sort(out.begin(), out.end(), [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
+    std::stable_sort(out.begin(), out.end(),
+                     [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
     return out;
 }
 

@@ -71,18 +71,26 @@ void print_health_text(const NetworkView& net, const std::vector<Finding>& findi
 json health_json(const NetworkView& net, const std::vector<Finding>& findings) {
     json nodes = json::array();
     for(const auto& n : net.nodes) {
-        nodes.push_back({{"id", n.id}, {"local", n.local}, {"mac", n.mac}, {"version", n.version},
-                         {"bonding", n.bonding}, {"asleep", n.asleep}});
+        nodes.push_back({{"id", n.id},
+                         {"local", n.local},
+                         {"mac", n.mac},
+                         {"version", n.version},
+                         {"bonding", n.bonding},
+                         {"asleep", n.asleep}});
     }
     json list = json::array();
     for(const auto& f : findings) {
-        list.push_back({{"severity", severity_name(f.severity)}, {"check", f.check}, {"nodes", f.nodes},
-                        {"summary", f.summary}, {"numbers", f.numbers}});
+        list.push_back({{"severity", severity_name(f.severity)},
+                        {"check", f.check},
+                        {"nodes", f.nodes},
+                        {"summary", f.summary},
+                        {"numbers", f.numbers}});
     }
-    return {{"interface", net.ifname},
-            {"worst", severity_name(worst(findings))},
-            {"network", {{"up", net.up}, {"version", net.current_version}, {"local_node", net.local_id}, {"nodes", nodes}}},
-            {"findings", list}};
+    return {
+        {"interface", net.ifname},
+        {"worst", severity_name(worst(findings))},
+        {"network", {{"up", net.up}, {"version", net.current_version}, {"local_node", net.local_id}, {"nodes", nodes}}},
+        {"findings", list}};
 }
 
 } // namespace host

@@ -19,23 +19,14 @@ int main(int argc, char** argv) {
     }
     try {
         switch(opt->command) {
-        case host::Command::help:
-            std::fputs(host::usage_text(), stdout);
-            return 0;
-        case host::Command::call:
-            return host::run_call(*opt);
-        case host::Command::dump:
-            return host::run_dump(*opt);
-        case host::Command::script:
-            return host::run_script(*opt);
-        case host::Command::health:
-            return host::run_health(*opt);
-        case host::Command::report:
-            return host::run_report(*opt);
-        case host::Command::check:
-            return host::run_check(*opt);
-        case host::Command::none:
-            break;
+            case host::Command::help: std::fputs(host::usage_text(), stdout); return 0;
+            case host::Command::call: return host::run_call(*opt);
+            case host::Command::dump: return host::run_dump(*opt);
+            case host::Command::script: return host::run_script(*opt);
+            case host::Command::health: return host::run_health(*opt);
+            case host::Command::report: return host::run_report(*opt);
+            case host::Command::check: return host::run_check(*opt);
+            case host::Command::none: break;
         }
     } catch(const std::exception& e) {
         std::fprintf(stderr, "moca-host: %s\n", e.what());

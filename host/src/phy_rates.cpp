@@ -11,7 +11,7 @@ namespace {
 // to the data model's cap of 2048 Mbps.
 struct GenerationRate {
     char major;
-    const char* version;        // nullptr: any minor version
+    const char* version; // nullptr: any minor version
     uint32_t single;
     uint32_t bonded;
 };

@@ -14,12 +14,12 @@ std::string escaped(const std::string& s) {
     std::string out;
     for(char c : s) {
         switch(c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        case '\'': out += "&#39;"; break;
-        default: out += c;
+            case '&': out += "&amp;"; break;
+            case '<': out += "&lt;"; break;
+            case '>': out += "&gt;"; break;
+            case '"': out += "&quot;"; break;
+            case '\'': out += "&#39;"; break;
+            default: out += c;
         }
     }
     return out;
@@ -80,9 +80,8 @@ std::string findings_html(const std::vector<Finding>& findings) {
     std::string out = "<ul class=\"findings\">\n";
     for(const auto& f : findings) {
         const std::string numbers = evidence(f.numbers);
-        out += "<li><span class=\"badge " + std::string(severity_name(f.severity)) + "\">" +
-               severity_name(f.severity) + "</span> " + escaped(f.summary) + "<span class=\"check\">" +
-               escaped(f.check) + "</span>";
+        out += "<li><span class=\"badge " + std::string(severity_name(f.severity)) + "\">" + severity_name(f.severity) +
+               "</span> " + escaped(f.summary) + "<span class=\"check\">" + escaped(f.check) + "</span>";
         if(!numbers.empty()) {
             out += "<span class=\"numbers\">" + escaped(numbers) + "</span>";
         }
@@ -101,10 +100,11 @@ std::string mesh_svg(const NetworkView& net) {
     const int margin = 58;
     const int n = static_cast<int>(net.nodes.size());
     const int size = margin + n * cell;
-    const int width = std::max(size, margin + 4 * cell) + 4;       // room for the legend
+    const int width = std::max(size, margin + 4 * cell) + 4; // room for the legend
     const int legend = 52;
     std::string out = format("<svg class=\"mesh\" viewBox=\"0 0 %d %d\" role=\"img\" aria-label=\"Mesh PHY rates in "
-                             "Mbps, rows transmit, columns receive\">\n", width, size + legend);
+                             "Mbps, rows transmit, columns receive\">\n",
+                             width, size + legend);
     out += "<defs><pattern id=\"asleep\" width=\"8\" height=\"8\" patternUnits=\"userSpaceOnUse\" "
            "patternTransform=\"rotate(45)\"><rect width=\"8\" height=\"8\" fill=\"#eef1f4\"/>"
            "<rect width=\"3\" height=\"8\" fill=\"#c9d0d8\"/></pattern>"
@@ -140,7 +140,8 @@ std::string mesh_svg(const NetworkView& net) {
                 fill = cap > 0 ? share_colour(static_cast<double>(rate) / cap) : "#e4e7eb";
             }
             out += format("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" fill=\"%s\" stroke=\"#fff\" "
-                          "stroke-width=\"2\"/>\n", x, y, cell, cell, fill.c_str());
+                          "stroke-width=\"2\"/>\n",
+                          x, y, cell, cell, fill.c_str());
             out += format("<text x=\"%d\" y=\"%d\" font-size=\"%d\" text-anchor=\"middle\">%s</text>\n", x + cell / 2,
                           y + cell / 2 + 5, value == "asleep" ? 11 : 15, value.c_str());
         }
@@ -149,9 +150,11 @@ std::string mesh_svg(const NetworkView& net) {
     const int bar = std::max(cell * 2, n * cell - 40);
     out += format("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"10\" fill=\"url(#scale)\"/>\n", margin, ly, bar);
     out += format("<text x=\"%d\" y=\"%d\" font-size=\"10\" fill=\"#5b6570\">0%%</text><text x=\"%d\" y=\"%d\" "
-                  "font-size=\"10\" fill=\"#5b6570\" text-anchor=\"end\">100%%</text>\n", margin, ly + 22, margin + bar, ly + 22);
+                  "font-size=\"10\" fill=\"#5b6570\" text-anchor=\"end\">100%%</text>\n",
+                  margin, ly + 22, margin + bar, ly + 22);
     out += format("<text x=\"%d\" y=\"%d\" font-size=\"10\" fill=\"#5b6570\">of what the pair's MoCA versions "
-                  "reach; zz asleep</text>\n", margin, ly + 34);
+                  "reach; zz asleep</text>\n",
+                  margin, ly + 34);
     return out + "</svg>\n";
 }
 
@@ -160,17 +163,19 @@ std::string ratio_cell(uint64_t bad, uint64_t all) {
 }
 
 std::string nodes_table(const NetworkView& net) {
-    std::string out = "<div class=\"scroll\"><table>\n<tr><th>node</th><th class=\"l\">MAC</th><th class=\"l\">MoCA</th>"
-                      "<th class=\"l\">state</th><th>PHY tx Mbps</th><th>rx level dBm</th><th>SNR dB</th>"
-                      "<th>tx drops / packet</th><th>rx errors / packet</th></tr>\n";
+    std::string out =
+        "<div class=\"scroll\"><table>\n<tr><th>node</th><th class=\"l\">MAC</th><th class=\"l\">MoCA</th>"
+        "<th class=\"l\">state</th><th>PHY tx Mbps</th><th>rx level dBm</th><th>SNR dB</th>"
+        "<th>tx drops / packet</th><th>rx errors / packet</th></tr>\n";
     for(const auto& n : net.nodes) {
         const std::string state = n.local ? "this node" : n.asleep ? "asleep" : "active";
         auto known = [&](uint64_t v, const std::string& shown) { return n.local || v == 0 ? std::string("-") : shown; };
         out += "<tr><td>" + std::to_string(n.id) + "</td><td class=\"l\">" + escaped(n.mac.empty() ? "-" : n.mac) +
                "</td><td class=\"l\">" + escaped(n.version.empty() ? "?" : n.version) + (n.bonding ? " bonded" : "") +
-               "</td><td class=\"l\">" + state + "</td><td>" + known(n.tx_rate, std::to_string(n.tx_rate)) + "</td><td>" +
-               known(n.rx_level, "-" + std::to_string(n.rx_level)) + "</td><td>" + known(n.snr, std::to_string(n.snr)) +
-               "</td><td>" + (n.local ? "-" : ratio_cell(n.tx_drops, n.tx_packets)) + "</td><td>" +
+               "</td><td class=\"l\">" + state + "</td><td>" + known(n.tx_rate, std::to_string(n.tx_rate)) +
+               "</td><td>" + known(n.rx_level, "-" + std::to_string(n.rx_level)) + "</td><td>" +
+               known(n.snr, std::to_string(n.snr)) + "</td><td>" +
+               (n.local ? "-" : ratio_cell(n.tx_drops, n.tx_packets)) + "</td><td>" +
                (n.local ? "-" : ratio_cell(n.rx_errors, n.rx_packets)) + "</td></tr>\n";
     }
     return out + "</table></div>\n";
@@ -184,8 +189,8 @@ std::string report_html(const NetworkView& net, const std::vector<Finding>& find
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
                       "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-                      "style-src 'unsafe-inline'\">\n<title>MoCA health of " + name + "</title>\n<style>" + style +
-                      "</style>\n</head>\n<body>\n";
+                      "style-src 'unsafe-inline'\">\n<title>MoCA health of " +
+                      name + "</title>\n<style>" + style + "</style>\n</head>\n<body>\n";
     out += "<h1>MoCA health of " + name + " <span class=\"badge " + severity_name(w) + "\">" + severity_name(w) +
            "</span></h1>\n";
     out += net.up ? format("<p class=\"lead\">MoCA %s network of %zu nodes; this is node %u.</p>\n",

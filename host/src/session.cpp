@@ -64,8 +64,8 @@ bool Session::call(const std::string& function, const json& args, amxc_var_t* re
     return true;
 }
 
-json Session::traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop,
-                          std::string* err, double* elapsed_ms) {
+json Session::traced_call(const std::string& function, amxc_var_t* args, amxc_var_t* ret, bool loop, std::string* err,
+                          double* elapsed_ms) {
     trace_.clear();
     chip::clear_calls();
     int rc = 0;

@@ -72,7 +72,7 @@ bool split_tail(std::string_view rest, std::string_view* msg, std::string_view* 
         return false;
     }
     std::string_view where = rest.substr(sep + tail_separator.size());
-    where.remove_suffix(1);                         // the closing parenthesis
+    where.remove_suffix(1); // the closing parenthesis
     size_t at = where.find('@');
     size_t colon = where.rfind(':');
     if(at == std::string_view::npos || colon == std::string_view::npos || colon < at) {
@@ -87,20 +87,13 @@ bool split_tail(std::string_view rest, std::string_view* msg, std::string_view* 
 
 const char* mark_for_level(int level) {
     switch(level) {
-    case TRACE_LEVEL_ERROR:
-        return "x";
-    case TRACE_LEVEL_WARNING:
-        return "!";
-    case TRACE_LEVEL_NOTICE:
-        return "n";
-    case TRACE_LEVEL_APP_INFO:
-        return "I";
-    case TRACE_LEVEL_INFO:
-        return "i";
-    case TRACE_LEVEL_DEBUG:
-        return "d";
-    default:
-        return "";
+        case TRACE_LEVEL_ERROR: return "x";
+        case TRACE_LEVEL_WARNING: return "!";
+        case TRACE_LEVEL_NOTICE: return "n";
+        case TRACE_LEVEL_APP_INFO: return "I";
+        case TRACE_LEVEL_INFO: return "i";
+        case TRACE_LEVEL_DEBUG: return "d";
+        default: return "";
     }
 }
 

@@ -21,7 +21,7 @@ struct TraceLine {
     std::string mark;
     std::string msg;
     std::string func;
-    std::string line;      // the whole line as traced
+    std::string line; // the whole line as traced
 };
 
 // Splits a traced line into its frame parts. A line that does not carry the

@@ -138,12 +138,9 @@ bool convert_array(const json& in, amxc_var_t* var, const std::string& path, std
 
 bool set_string(amxc_var_t* var, amxc_var_type_id_t id, const std::string& text) {
     switch(id) {
-    case AMXC_VAR_ID_CSV_STRING:
-        return amxc_var_set_csv_string_t(var, text.c_str()) == 0;
-    case AMXC_VAR_ID_SSV_STRING:
-        return amxc_var_set_ssv_string_t(var, text.c_str()) == 0;
-    default:
-        return amxc_var_set_cstring_t(var, text.c_str()) == 0;
+        case AMXC_VAR_ID_CSV_STRING: return amxc_var_set_csv_string_t(var, text.c_str()) == 0;
+        case AMXC_VAR_ID_SSV_STRING: return amxc_var_set_ssv_string_t(var, text.c_str()) == 0;
+        default: return amxc_var_set_cstring_t(var, text.c_str()) == 0;
     }
 }
 
@@ -179,59 +176,58 @@ bool convert_explicit(const json& in, amxc_var_t* var, const std::string& path, 
     int64_t s = 0;
     uint64_t u = 0;
     switch(found->id) {
-    case AMXC_VAR_ID_NULL:
-        if(!value.is_null()) {
-            return fail(err, vpath, "a null value must be null");
-        }
-        amxc_var_set_type(var, AMXC_VAR_ID_NULL);
-        return true;
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        if(!value.is_string()) {
-            return fail(err, vpath, "expected a string for " + label);
-        }
-        set_string(var, found->id, value.get<std::string>());
-        return true;
-    case AMXC_VAR_ID_BOOL:
-        if(value.is_boolean()) {
-            amxc_var_set_bool(var, value.get<bool>());
+        case AMXC_VAR_ID_NULL:
+            if(!value.is_null()) {
+                return fail(err, vpath, "a null value must be null");
+            }
+            amxc_var_set_type(var, AMXC_VAR_ID_NULL);
             return true;
-        }
-        if(value.is_string() && (value == "true" || value == "false")) {
-            amxc_var_set_bool(var, value == "true");
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING:
+            if(!value.is_string()) {
+                return fail(err, vpath, "expected a string for " + label);
+            }
+            set_string(var, found->id, value.get<std::string>());
             return true;
-        }
-        return fail(err, vpath, "expected true or false");
-    case AMXC_VAR_ID_DOUBLE: {
-        if(value.is_number()) {
-            amxc_var_set_double(var, value.get<double>());
-            return true;
-        }
-        if(value.is_string()) {
-            const std::string text = value.get<std::string>();
-            char* end = nullptr;
-            errno = 0;
-            double d = std::strtod(text.c_str(), &end);
-            if(!text.empty() && *end == '\0' && errno == 0) {
-                amxc_var_set_double(var, d);
+        case AMXC_VAR_ID_BOOL:
+            if(value.is_boolean()) {
+                amxc_var_set_bool(var, value.get<bool>());
                 return true;
             }
+            if(value.is_string() && (value == "true" || value == "false")) {
+                amxc_var_set_bool(var, value == "true");
+                return true;
+            }
+            return fail(err, vpath, "expected true or false");
+        case AMXC_VAR_ID_DOUBLE: {
+            if(value.is_number()) {
+                amxc_var_set_double(var, value.get<double>());
+                return true;
+            }
+            if(value.is_string()) {
+                const std::string text = value.get<std::string>();
+                char* end = nullptr;
+                errno = 0;
+                double d = std::strtod(text.c_str(), &end);
+                if(!text.empty() && *end == '\0' && errno == 0) {
+                    amxc_var_set_double(var, d);
+                    return true;
+                }
+            }
+            return fail(err, vpath, "expected a number for double");
         }
-        return fail(err, vpath, "expected a number for double");
-    }
-    case AMXC_VAR_ID_HTABLE:
-        if(!value.is_object()) {
-            return fail(err, vpath, "expected an object for htable");
-        }
-        return convert_object(value, var, vpath, err);
-    case AMXC_VAR_ID_LIST:
-        if(!value.is_array()) {
-            return fail(err, vpath, "expected an array for list");
-        }
-        return convert_array(value, var, vpath, err);
-    default:
-        break;
+        case AMXC_VAR_ID_HTABLE:
+            if(!value.is_object()) {
+                return fail(err, vpath, "expected an object for htable");
+            }
+            return convert_object(value, var, vpath, err);
+        case AMXC_VAR_ID_LIST:
+            if(!value.is_array()) {
+                return fail(err, vpath, "expected an array for list");
+            }
+            return convert_array(value, var, vpath, err);
+        default: break;
     }
 
     // The integer types.
@@ -240,30 +236,30 @@ bool convert_explicit(const json& in, amxc_var_t* var, const std::string& path, 
     }
     bool ok = true;
     switch(found->id) {
-    case AMXC_VAR_ID_INT8:
-        ok = fits_signed(integer, INT8_MIN, INT8_MAX, &s) && amxc_var_set_int8_t(var, static_cast<int8_t>(s)) == 0;
-        break;
-    case AMXC_VAR_ID_INT16:
-        ok = fits_signed(integer, INT16_MIN, INT16_MAX, &s) && amxc_var_set_int16_t(var, static_cast<int16_t>(s)) == 0;
-        break;
-    case AMXC_VAR_ID_INT32:
-        ok = fits_signed(integer, INT32_MIN, INT32_MAX, &s) && amxc_var_set_int32_t(var, static_cast<int32_t>(s)) == 0;
-        break;
-    case AMXC_VAR_ID_INT64:
-        ok = fits_signed(integer, INT64_MIN, INT64_MAX, &s) && amxc_var_set_int64_t(var, s) == 0;
-        break;
-    case AMXC_VAR_ID_UINT8:
-        ok = fits_unsigned(integer, UINT8_MAX, &u) && amxc_var_set_uint8_t(var, static_cast<uint8_t>(u)) == 0;
-        break;
-    case AMXC_VAR_ID_UINT16:
-        ok = fits_unsigned(integer, UINT16_MAX, &u) && amxc_var_set_uint16_t(var, static_cast<uint16_t>(u)) == 0;
-        break;
-    case AMXC_VAR_ID_UINT32:
-        ok = fits_unsigned(integer, UINT32_MAX, &u) && amxc_var_set_uint32_t(var, static_cast<uint32_t>(u)) == 0;
-        break;
-    default:
-        ok = fits_unsigned(integer, UINT64_MAX, &u) && amxc_var_set_uint64_t(var, u) == 0;
-        break;
+        case AMXC_VAR_ID_INT8:
+            ok = fits_signed(integer, INT8_MIN, INT8_MAX, &s) && amxc_var_set_int8_t(var, static_cast<int8_t>(s)) == 0;
+            break;
+        case AMXC_VAR_ID_INT16:
+            ok = fits_signed(integer, INT16_MIN, INT16_MAX, &s) &&
+                 amxc_var_set_int16_t(var, static_cast<int16_t>(s)) == 0;
+            break;
+        case AMXC_VAR_ID_INT32:
+            ok = fits_signed(integer, INT32_MIN, INT32_MAX, &s) &&
+                 amxc_var_set_int32_t(var, static_cast<int32_t>(s)) == 0;
+            break;
+        case AMXC_VAR_ID_INT64:
+            ok = fits_signed(integer, INT64_MIN, INT64_MAX, &s) && amxc_var_set_int64_t(var, s) == 0;
+            break;
+        case AMXC_VAR_ID_UINT8:
+            ok = fits_unsigned(integer, UINT8_MAX, &u) && amxc_var_set_uint8_t(var, static_cast<uint8_t>(u)) == 0;
+            break;
+        case AMXC_VAR_ID_UINT16:
+            ok = fits_unsigned(integer, UINT16_MAX, &u) && amxc_var_set_uint16_t(var, static_cast<uint16_t>(u)) == 0;
+            break;
+        case AMXC_VAR_ID_UINT32:
+            ok = fits_unsigned(integer, UINT32_MAX, &u) && amxc_var_set_uint32_t(var, static_cast<uint32_t>(u)) == 0;
+            break;
+        default: ok = fits_unsigned(integer, UINT64_MAX, &u) && amxc_var_set_uint64_t(var, u) == 0; break;
     }
     if(!ok) {
         return fail(err, vpath, "value out of range for " + label);
@@ -273,48 +269,40 @@ bool convert_explicit(const json& in, amxc_var_t* var, const std::string& path, 
 
 bool convert(const json& in, amxc_var_t* var, const std::string& path, std::string* err) {
     switch(in.type()) {
-    case json::value_t::null:
-        amxc_var_set_type(var, AMXC_VAR_ID_NULL);
-        return true;
-    case json::value_t::boolean:
-        amxc_var_set_bool(var, in.get<bool>());
-        return true;
-    case json::value_t::string:
-        amxc_var_set_cstring_t(var, in.get_ref<const std::string&>().c_str());
-        return true;
-    case json::value_t::number_unsigned:
-    case json::value_t::number_integer: {
-        Integer integer;
-        json_integer(in, &integer);
-        int64_t s = 0;
-        if(!integer.negative || integer.magnitude == 0) {
-            if(integer.magnitude <= UINT32_MAX) {
-                amxc_var_set_uint32_t(var, static_cast<uint32_t>(integer.magnitude));
+        case json::value_t::null: amxc_var_set_type(var, AMXC_VAR_ID_NULL); return true;
+        case json::value_t::boolean: amxc_var_set_bool(var, in.get<bool>()); return true;
+        case json::value_t::string: amxc_var_set_cstring_t(var, in.get_ref<const std::string&>().c_str()); return true;
+        case json::value_t::number_unsigned:
+        case json::value_t::number_integer: {
+            Integer integer;
+            json_integer(in, &integer);
+            int64_t s = 0;
+            if(!integer.negative || integer.magnitude == 0) {
+                if(integer.magnitude <= UINT32_MAX) {
+                    amxc_var_set_uint32_t(var, static_cast<uint32_t>(integer.magnitude));
+                } else {
+                    amxc_var_set_uint64_t(var, integer.magnitude);
+                }
+            } else if(fits_signed(integer, INT32_MIN, INT32_MAX, &s)) {
+                amxc_var_set_int32_t(var, static_cast<int32_t>(s));
             } else {
-                amxc_var_set_uint64_t(var, integer.magnitude);
+                fits_signed(integer, INT64_MIN, INT64_MAX, &s);
+                amxc_var_set_int64_t(var, s);
             }
-        } else if(fits_signed(integer, INT32_MIN, INT32_MAX, &s)) {
-            amxc_var_set_int32_t(var, static_cast<int32_t>(s));
-        } else {
-            fits_signed(integer, INT64_MIN, INT64_MAX, &s);
-            amxc_var_set_int64_t(var, s);
+            return true;
         }
-        return true;
-    }
-    case json::value_t::number_float:
-        // A fraction, an exponent, or an integer beyond the 64-bit range (which
-        // the parser reads as a float, as JSON has one kind of number).
-        amxc_var_set_double(var, in.get<double>());
-        return true;
-    case json::value_t::array:
-        return convert_array(in, var, path, err);
-    case json::value_t::object:
-        if(in.contains("$type")) {
-            return convert_explicit(in, var, path, err);
-        }
-        return convert_object(in, var, path, err);
-    default:
-        return fail(err, path, "value not supported");
+        case json::value_t::number_float:
+            // A fraction, an exponent, or an integer beyond the 64-bit range (which
+            // the parser reads as a float, as JSON has one kind of number).
+            amxc_var_set_double(var, in.get<double>());
+            return true;
+        case json::value_t::array: return convert_array(in, var, path, err);
+        case json::value_t::object:
+            if(in.contains("$type")) {
+                return convert_explicit(in, var, path, err);
+            }
+            return convert_object(in, var, path, err);
+        default: return fail(err, path, "value not supported");
     }
 }
 
@@ -340,52 +328,39 @@ json to_json(const amxc_var_t* var, bool typed) {
     }
     const std::string label = variant_type_label(var);
     switch(amxc_var_type_of(var)) {
-    case AMXC_VAR_ID_NULL:
-        return wrap(label, nullptr, typed);
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        return wrap(label, text_of(var), typed);
-    case AMXC_VAR_ID_BOOL:
-        return wrap(label, var->data.b, typed);
-    case AMXC_VAR_ID_INT8:
-        return wrap(label, static_cast<int64_t>(var->data.i8), typed);
-    case AMXC_VAR_ID_INT16:
-        return wrap(label, static_cast<int64_t>(var->data.i16), typed);
-    case AMXC_VAR_ID_INT32:
-        return wrap(label, static_cast<int64_t>(var->data.i32), typed);
-    case AMXC_VAR_ID_INT64:
-        return wrap(label, var->data.i64, typed);
-    case AMXC_VAR_ID_UINT8:
-        return wrap(label, static_cast<uint64_t>(var->data.ui8), typed);
-    case AMXC_VAR_ID_UINT16:
-        return wrap(label, static_cast<uint64_t>(var->data.ui16), typed);
-    case AMXC_VAR_ID_UINT32:
-        return wrap(label, static_cast<uint64_t>(var->data.ui32), typed);
-    case AMXC_VAR_ID_UINT64:
-        return wrap(label, var->data.ui64, typed);
-    case AMXC_VAR_ID_DOUBLE:
-        return wrap(label, var->data.d, typed);
-    case AMXC_VAR_ID_FD:
-        return wrap(label, static_cast<int64_t>(var->data.fd), typed);
-    case AMXC_VAR_ID_HTABLE: {
-        json object = json::object();
-        for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
-            const char* key = amxc_var_key(child);
-            object[key != nullptr ? key : ""] = to_json(child, typed);
+        case AMXC_VAR_ID_NULL: return wrap(label, nullptr, typed);
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: return wrap(label, text_of(var), typed);
+        case AMXC_VAR_ID_BOOL: return wrap(label, var->data.b, typed);
+        case AMXC_VAR_ID_INT8: return wrap(label, static_cast<int64_t>(var->data.i8), typed);
+        case AMXC_VAR_ID_INT16: return wrap(label, static_cast<int64_t>(var->data.i16), typed);
+        case AMXC_VAR_ID_INT32: return wrap(label, static_cast<int64_t>(var->data.i32), typed);
+        case AMXC_VAR_ID_INT64: return wrap(label, var->data.i64, typed);
+        case AMXC_VAR_ID_UINT8: return wrap(label, static_cast<uint64_t>(var->data.ui8), typed);
+        case AMXC_VAR_ID_UINT16: return wrap(label, static_cast<uint64_t>(var->data.ui16), typed);
+        case AMXC_VAR_ID_UINT32: return wrap(label, static_cast<uint64_t>(var->data.ui32), typed);
+        case AMXC_VAR_ID_UINT64: return wrap(label, var->data.ui64, typed);
+        case AMXC_VAR_ID_DOUBLE: return wrap(label, var->data.d, typed);
+        case AMXC_VAR_ID_FD: return wrap(label, static_cast<int64_t>(var->data.fd), typed);
+        case AMXC_VAR_ID_HTABLE: {
+            json object = json::object();
+            for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
+                const char* key = amxc_var_key(child);
+                object[key != nullptr ? key : ""] = to_json(child, typed);
+            }
+            return wrap(label, std::move(object), typed);
         }
-        return wrap(label, std::move(object), typed);
-    }
-    case AMXC_VAR_ID_LIST: {
-        json array = json::array();
-        for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
-            array.push_back(to_json(child, typed));
+        case AMXC_VAR_ID_LIST: {
+            json array = json::array();
+            for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
+                array.push_back(to_json(child, typed));
+            }
+            return wrap(label, std::move(array), typed);
         }
-        return wrap(label, std::move(array), typed);
-    }
-    default:
-        // A type that this host does not print (timestamp, custom): its name only.
-        return wrap(label, nullptr, typed);
+        default:
+            // A type that this host does not print (timestamp, custom): its name only.
+            return wrap(label, nullptr, typed);
     }
 }
 
@@ -399,14 +374,10 @@ std::string variant_type_label(const amxc_var_t* var) {
         }
     }
     switch(id) {
-    case AMXC_VAR_ID_FLOAT:
-        return "float";
-    case AMXC_VAR_ID_FD:
-        return "fd";
-    case AMXC_VAR_ID_TIMESTAMP:
-        return "timestamp";
-    default:
-        return "type" + std::to_string(id);
+        case AMXC_VAR_ID_FLOAT: return "float";
+        case AMXC_VAR_ID_FD: return "fd";
+        case AMXC_VAR_ID_TIMESTAMP: return "timestamp";
+        default: return "type" + std::to_string(id);
     }
 }
 

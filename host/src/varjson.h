@@ -54,6 +54,7 @@ public:
     Variant(const Variant&) = delete;
     Variant& operator=(const Variant&) = delete;
     amxc_var_t* get() const { return var_; }
+
 private:
     amxc_var_t* var_ = nullptr;
 };

@@ -26,19 +26,48 @@ using fuzzenv::Fn;
 using ojson = nlohmann::ordered_json;
 
 constexpr const char* arg_keys[] = {
-    "InternalName", "Id", "Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper",
-    "FreqCurrentMaskSetting", "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit",
-    "NodeTabooMask", "internalname", "",
+    "InternalName",
+    "Id",
+    "Enable",
+    "PreferredNC",
+    "PrivacyEnabledSetting",
+    "TpcTargetRateNper",
+    "FreqCurrentMaskSetting",
+    "KeyPassphrase",
+    "TxPowerLimit",
+    "PowerCntlPhyTarget",
+    "BeaconPowerLimit",
+    "NodeTabooMask",
+    "internalname",
+    "",
 };
 
 constexpr const char* known_names[] = {"moca0", "moca1", "moca2", "", "moca0123456789a", "moca0123456789ab"};
 
 constexpr const char* chip_ops[] = {
-    "ClnkLib_OpenByName", "ClnkLib_ListNames", "ClnkLib_GetLocalInfo", "ClnkLib_GetNetInfo",
-    "ClnkLib_GetPhyTxProfile", "ClnkLib_GetPhyRxProfile", "ClnkLib_GetCdInfo", "ClnkLib_GetFmrInfo",
-    "ClnkLib_GetBridgeTable", "ClnkLib_ListFlows", "ClnkLib_QueryFlow", "ClnkLib_GetClnkCfgV2Params",
-    "ClnkLib_SetClnkCfgV2Params", "ClnkLib_Start", "ClnkLib_Stop", "ClnkLib_GetPhyMisc", "ClnkLib_GetEcbStats",
-    "ClnkLib_GetDataStats", "ClnkLib_GetRlapmCfg", "ClnkLib_GetSapmCfg", "GetNetInfo", "ListFlows", "Close",
+    "ClnkLib_OpenByName",
+    "ClnkLib_ListNames",
+    "ClnkLib_GetLocalInfo",
+    "ClnkLib_GetNetInfo",
+    "ClnkLib_GetPhyTxProfile",
+    "ClnkLib_GetPhyRxProfile",
+    "ClnkLib_GetCdInfo",
+    "ClnkLib_GetFmrInfo",
+    "ClnkLib_GetBridgeTable",
+    "ClnkLib_ListFlows",
+    "ClnkLib_QueryFlow",
+    "ClnkLib_GetClnkCfgV2Params",
+    "ClnkLib_SetClnkCfgV2Params",
+    "ClnkLib_Start",
+    "ClnkLib_Stop",
+    "ClnkLib_GetPhyMisc",
+    "ClnkLib_GetEcbStats",
+    "ClnkLib_GetDataStats",
+    "ClnkLib_GetRlapmCfg",
+    "ClnkLib_GetSapmCfg",
+    "GetNetInfo",
+    "ListFlows",
+    "Close",
 };
 
 // Fields of the chip's answers that a fault may set to any value, with the
@@ -51,21 +80,36 @@ struct AnswerField {
     Val val;
 };
 constexpr AnswerField answer_fields[] = {
-    {"ClnkLib_GetLocalInfo", "nodeId", Val::small}, {"ClnkLib_GetLocalInfo", "ncNodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "backupNodeId", Val::small}, {"ClnkLib_GetLocalInfo", "lmoNodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "linkStatus", Val::small}, {"ClnkLib_GetLocalInfo", "networkState", Val::small},
-    {"ClnkLib_GetLocalInfo", "networkMocaVer", Val::u32}, {"ClnkLib_GetLocalInfo", "activeNodeBitmask", Val::u32},
-    {"ClnkLib_GetLocalInfo", "sleepM1NodeBitmask", Val::u32}, {"ClnkLib_GetLocalInfo", "tabooMask", Val::u32},
-    {"ClnkLib_GetNetInfo", "mocaVer", Val::u32}, {"ClnkLib_GetNetInfo", "protoSupport", Val::u32},
-    {"ClnkLib_GetPhyTxProfile", "txProfileValid", Val::boolean}, {"ClnkLib_GetPhyTxProfile", "txPhyrate", Val::u32},
-    {"ClnkLib_GetPhyRxProfile", "rxPhyrate", Val::u32}, {"ClnkLib_GetFmrInfo", "nodeMask", Val::u32},
-    {"ClnkLib_GetFmrInfo", "nodeFmr.#.validInfo", Val::u32}, {"ClnkLib_GetClnkCfgV2Params", "securityMode", Val::small},
-    {"ClnkLib_GetClnkCfgV2Params", "tabooMask", Val::u32}, {"ClnkLib_GetClnkCfgV2Params", "preferredNcMode", Val::small},
-    {"ClnkLib_GetBridgeTable", "numEntries", Val::u32}, {"ClnkLib_GetBridgeTable", "entries.#.nodeId", Val::small},
-    {"ClnkLib_GetRlapmCfg", "rlapmProfileId", Val::small}, {"ClnkLib_GetRlapmCfg", "profiles.#.tbl.#.freq", Val::u32},
-    {"ClnkLib_GetSapmCfg", "sapmProfileId", Val::small}, {"ClnkLib_GetSapmCfg", "profiles.#.tbl.#.scstart", Val::u32},
-    {"ClnkLib_GetDataStats", "txTotalPkts", Val::u32}, {"ClnkLib_ListFlows", "totalFlowIdCount", Val::u32},
-    {"ClnkLib_ListFlows", "numReturnedFlowIds", Val::small}, {"ClnkLib_QueryFlow", "leaseTimeLeft", Val::u32},
+    {"ClnkLib_GetLocalInfo", "nodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "ncNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "backupNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "lmoNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "linkStatus", Val::small},
+    {"ClnkLib_GetLocalInfo", "networkState", Val::small},
+    {"ClnkLib_GetLocalInfo", "networkMocaVer", Val::u32},
+    {"ClnkLib_GetLocalInfo", "activeNodeBitmask", Val::u32},
+    {"ClnkLib_GetLocalInfo", "sleepM1NodeBitmask", Val::u32},
+    {"ClnkLib_GetLocalInfo", "tabooMask", Val::u32},
+    {"ClnkLib_GetNetInfo", "mocaVer", Val::u32},
+    {"ClnkLib_GetNetInfo", "protoSupport", Val::u32},
+    {"ClnkLib_GetPhyTxProfile", "txProfileValid", Val::boolean},
+    {"ClnkLib_GetPhyTxProfile", "txPhyrate", Val::u32},
+    {"ClnkLib_GetPhyRxProfile", "rxPhyrate", Val::u32},
+    {"ClnkLib_GetFmrInfo", "nodeMask", Val::u32},
+    {"ClnkLib_GetFmrInfo", "nodeFmr.#.validInfo", Val::u32},
+    {"ClnkLib_GetClnkCfgV2Params", "securityMode", Val::small},
+    {"ClnkLib_GetClnkCfgV2Params", "tabooMask", Val::u32},
+    {"ClnkLib_GetClnkCfgV2Params", "preferredNcMode", Val::small},
+    {"ClnkLib_GetBridgeTable", "numEntries", Val::u32},
+    {"ClnkLib_GetBridgeTable", "entries.#.nodeId", Val::small},
+    {"ClnkLib_GetRlapmCfg", "rlapmProfileId", Val::small},
+    {"ClnkLib_GetRlapmCfg", "profiles.#.tbl.#.freq", Val::u32},
+    {"ClnkLib_GetSapmCfg", "sapmProfileId", Val::small},
+    {"ClnkLib_GetSapmCfg", "profiles.#.tbl.#.scstart", Val::u32},
+    {"ClnkLib_GetDataStats", "txTotalPkts", Val::u32},
+    {"ClnkLib_ListFlows", "totalFlowIdCount", Val::u32},
+    {"ClnkLib_ListFlows", "numReturnedFlowIds", Val::small},
+    {"ClnkLib_QueryFlow", "leaseTimeLeft", Val::u32},
 };
 
 std::string mac(uint32_t n) {
@@ -79,7 +123,8 @@ struct Program {
     const std::vector<clnksim::Snapshot>& networks;
     fuzzenv::Codes codes;
 
-    template <typename T> T pick(const T* table, size_t n) {
+    template <typename T>
+    T pick(const T* table, size_t n) {
         return table[in.ConsumeIntegralInRange<size_t>(0, n - 1)];
     }
 
@@ -93,25 +138,25 @@ struct Program {
     // Any variant: a scalar of every type, or a list or table of more.
     void value(amxc_var_t* v, int depth) {
         switch(in.ConsumeIntegralInRange<int>(0, depth < 2 ? 13 : 11)) {
-        case 0: break;
-        case 1: amxc_var_set_cstring_t(v, name().c_str()); break;
-        case 2: amxc_var_set_csv_string_t(v, name().c_str()); break;
-        case 3: amxc_var_set_bool(v, in.ConsumeBool()); break;
-        case 4: amxc_var_set_int8_t(v, in.ConsumeIntegral<int8_t>()); break;
-        case 5: amxc_var_set_uint16_t(v, in.ConsumeIntegral<uint16_t>()); break;
-        case 6: amxc_var_set_int32_t(v, in.ConsumeIntegral<int32_t>()); break;
-        case 7: amxc_var_set_uint32_t(v, in.ConsumeIntegral<uint32_t>()); break;
-        case 8: amxc_var_set_int64_t(v, in.ConsumeIntegral<int64_t>()); break;
-        case 9: amxc_var_set_uint64_t(v, in.ConsumeIntegral<uint64_t>()); break;
-        case 10: amxc_var_set_double(v, in.ConsumeFloatingPoint<double>()); break;
-        case 11: amxc_var_set_ssv_string_t(v, name().c_str()); break;
-        case 12:
-            amxc_var_set_type(v, AMXC_VAR_ID_LIST);
-            for(int n = in.ConsumeIntegralInRange<int>(0, 3); n > 0; n--) {
-                value(amxc_var_add_new(v), depth + 1);
-            }
-            break;
-        default: table(v, depth + 1); break;
+            case 0: break;
+            case 1: amxc_var_set_cstring_t(v, name().c_str()); break;
+            case 2: amxc_var_set_csv_string_t(v, name().c_str()); break;
+            case 3: amxc_var_set_bool(v, in.ConsumeBool()); break;
+            case 4: amxc_var_set_int8_t(v, in.ConsumeIntegral<int8_t>()); break;
+            case 5: amxc_var_set_uint16_t(v, in.ConsumeIntegral<uint16_t>()); break;
+            case 6: amxc_var_set_int32_t(v, in.ConsumeIntegral<int32_t>()); break;
+            case 7: amxc_var_set_uint32_t(v, in.ConsumeIntegral<uint32_t>()); break;
+            case 8: amxc_var_set_int64_t(v, in.ConsumeIntegral<int64_t>()); break;
+            case 9: amxc_var_set_uint64_t(v, in.ConsumeIntegral<uint64_t>()); break;
+            case 10: amxc_var_set_double(v, in.ConsumeFloatingPoint<double>()); break;
+            case 11: amxc_var_set_ssv_string_t(v, name().c_str()); break;
+            case 12:
+                amxc_var_set_type(v, AMXC_VAR_ID_LIST);
+                for(int n = in.ConsumeIntegralInRange<int>(0, 3); n > 0; n--) {
+                    value(amxc_var_add_new(v), depth + 1);
+                }
+                break;
+            default: table(v, depth + 1); break;
         }
     }
 
@@ -133,7 +178,8 @@ struct Program {
         amxc_var_set_type(v, AMXC_VAR_ID_HTABLE);
         amxc_var_add_new_key_cstring_t(v, "InternalName", name().c_str());
         if(in.ConsumeBool()) {
-            uint32_t id = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
+            uint32_t id =
+                in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 300) : in.ConsumeIntegral<uint32_t>();
             amxc_var_add_new_key_uint32_t(v, "Id", id);
         }
         for(int n = in.ConsumeIntegralInRange<int>(0, 3); n > 0; n--) {
@@ -152,7 +198,7 @@ struct Program {
             args(&a);
         }
         if(mode == 2) {
-            value(&r, 1);        // a ret that already holds something
+            value(&r, 1); // a ret that already holds something
         }
         fuzzenv::call(fn, mode == 0 ? nullptr : &a, mode == 1 ? nullptr : &r, codes);
         amxc_var_clean(&a);
@@ -161,10 +207,10 @@ struct Program {
 
     int32_t fault_code() {
         switch(in.ConsumeIntegralInRange<int>(0, 3)) {
-        case 0: return -1;
-        case 1: return 0;
-        case 2: return in.ConsumeIntegralInRange<int32_t>(-6, 6);
-        default: return in.ConsumeIntegral<int32_t>();
+            case 0: return -1;
+            case 1: return 0;
+            case 2: return in.ConsumeIntegralInRange<int32_t>(-6, 6);
+            default: return in.ConsumeIntegral<int32_t>();
         }
     }
 
@@ -177,7 +223,8 @@ struct Program {
         if(in.ConsumeBool()) {
             f.flow_code = in.ConsumeBool() ? in.ConsumeIntegralInRange<uint32_t>(0, 8) : in.ConsumeIntegral<uint32_t>();
         }
-        f.flow_update_count_delta = in.ConsumeBool() ? in.ConsumeIntegralInRange<int32_t>(-2, 2) : in.ConsumeIntegral<int32_t>();
+        f.flow_update_count_delta =
+            in.ConsumeBool() ? in.ConsumeIntegralInRange<int32_t>(-2, 2) : in.ConsumeIntegral<int32_t>();
         std::string err;
         if(clnksim::arm_fault(f, &err)) {
             codes.armed.insert(f.rc);
@@ -197,9 +244,9 @@ struct Program {
         f.times = in.ConsumeBool() ? 1 : in.ConsumeIntegral<uint32_t>();
         f.rc = 0;
         switch(field.val) {
-        case Val::u32: f.set[path] = in.ConsumeIntegral<uint32_t>(); break;
-        case Val::small: f.set[path] = in.ConsumeIntegralInRange<uint32_t>(0, 40); break;
-        case Val::boolean: f.set[path] = in.ConsumeBool() ? 1 : 0; break;
+            case Val::u32: f.set[path] = in.ConsumeIntegral<uint32_t>(); break;
+            case Val::small: f.set[path] = in.ConsumeIntegralInRange<uint32_t>(0, 40); break;
+            case Val::boolean: f.set[path] = in.ConsumeBool() ? 1 : 0; break;
         }
         std::string err;
         clnksim::arm_fault(f, &err);
@@ -248,17 +295,17 @@ std::vector<ojson> scenarios() {
     out.push_back(ojson{{"interfaces", ojson::object()}});
     // The example changed the ways a live network changes under a host's records.
     const char* changes[] = {
-        R"({"nodes": {"2": null}, "localInfo": {"activeNodeBitmask": "0x0b"}})",              // a node leaves
-        R"({"started": false, "localInfo": {"linkStatus": 0, "activeNodeBitmask": 0}})",      // link down
-        R"({"present": false})",                                                               // interface gone
+        R"({"nodes": {"2": null}, "localInfo": {"activeNodeBitmask": "0x0b"}})",         // a node leaves
+        R"({"started": false, "localInfo": {"linkStatus": 0, "activeNodeBitmask": 0}})", // link down
+        R"({"present": false})",                                                         // interface gone
         R"({"nodes": {"0": {"flows": {"flowUpdateCount": 8, "list": [{"flowId": "01:00:5e:00:00:09"}]}},
-                      "1": {"flows": null}}})",                                              // flows change
-        R"({"localInfo": {"nodeId": 3, "ncNodeId": 2, "sleepM1NodeBitmask": 0}})",            // new NC, node wakes
+                      "1": {"flows": null}}})",                                          // flows change
+        R"({"localInfo": {"nodeId": 3, "ncNodeId": 2, "sleepM1NodeBitmask": 0}})",       // new NC, node wakes
         R"({"nodes": {"5": {"netInfo": {"guid": "00:11:22:33:00:05", "mocaVer": "0x20"}}},
-            "localInfo": {"activeNodeBitmask": "0x2f"}})",                                    // a node joins
-        R"({"nodes": {"1": {"netInfo": {"mocaVer": "0x10"}}}})",                               // a node is MoCA 1.0
-        R"({"rlapm": null, "sapm": null, "bridgeTables": null})",                             // tables emptied
-        R"({"openable": false})",                                                              // cannot be opened
+            "localInfo": {"activeNodeBitmask": "0x2f"}})",                               // a node joins
+        R"({"nodes": {"1": {"netInfo": {"mocaVer": "0x10"}}}})",                         // a node is MoCA 1.0
+        R"({"rlapm": null, "sapm": null, "bridgeTables": null})",                        // tables emptied
+        R"({"openable": false})",                                                        // cannot be opened
     };
     for(const char* change : changes) {
         ojson changed = example;

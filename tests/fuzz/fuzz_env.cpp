@@ -29,10 +29,10 @@ namespace {
 
 constexpr const char* so_name = "mxl";
 constexpr const char* fn_names[] = {
-    "create-moca-iface", "destroy-moca-iface", "set-cfg-info", "retrieve-cfg-info", "retrieve-static-info",
-    "retrieve-dyn-info", "retrieve-qos-info", "retrieve-flow-info", "retrieve-rlapm-number", "retrieve-rlapm-info",
-    "retrieve-sapm-number", "retrieve-sapm-info", "retrieve-node-info", "retrieve-mesh-info", "retrieve-bridge-info",
-    "retrieve-stats-info", "is-available", "is-present",
+    "create-moca-iface",    "destroy-moca-iface", "set-cfg-info",       "retrieve-cfg-info",     "retrieve-static-info",
+    "retrieve-dyn-info",    "retrieve-qos-info",  "retrieve-flow-info", "retrieve-rlapm-number", "retrieve-rlapm-info",
+    "retrieve-sapm-number", "retrieve-sapm-info", "retrieve-node-info", "retrieve-mesh-info",    "retrieve-bridge-info",
+    "retrieve-stats-info",  "is-available",       "is-present",
 };
 static_assert(std::size(fn_names) == static_cast<size_t>(Fn::count));
 
@@ -57,15 +57,13 @@ bool is_answer(Fn fn) {
 
 bool legal_value(const amxc_var_t* v) {
     switch(amxc_var_type_of(v)) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_BOOL:
-    case AMXC_VAR_ID_UINT32:
-    case AMXC_VAR_ID_INT32:
-    case AMXC_VAR_ID_UINT64:
-        return true;
-    default:
-        return false;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_BOOL:
+        case AMXC_VAR_ID_UINT32:
+        case AMXC_VAR_ID_INT32:
+        case AMXC_VAR_ID_UINT64: return true;
+        default: return false;
     }
 }
 
@@ -194,7 +192,8 @@ int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes) {
     }
     amxc_var_clean(&before);
     if(fn == Fn::create || fn == Fn::destroy) {
-        const char* ifname = amxc_var_get_const_cstring_t(amxc_var_get_key(args, "InternalName", AMXC_VAR_FLAG_DEFAULT));
+        const char* ifname =
+            amxc_var_get_const_cstring_t(amxc_var_get_key(args, "InternalName", AMXC_VAR_FLAG_DEFAULT));
         if(rc == 0 && ifname != nullptr && fn == Fn::create) {
             g_records.insert(ifname);
         } else if(rc == 0 && ifname != nullptr) {

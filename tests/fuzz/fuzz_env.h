@@ -14,8 +14,25 @@
 namespace fuzzenv {
 
 enum class Fn : unsigned {
-    create, destroy, set_cfg, cfg, static_info, dyn, qos, flow, rlapm_number, rlapm, sapm_number, sapm,
-    node, mesh, bridge, stats, is_available, is_present, count
+    create,
+    destroy,
+    set_cfg,
+    cfg,
+    static_info,
+    dyn,
+    qos,
+    flow,
+    rlapm_number,
+    rlapm,
+    sapm_number,
+    sapm,
+    node,
+    mesh,
+    bridge,
+    stats,
+    is_available,
+    is_present,
+    count
 };
 const char* fn_name(Fn fn);
 
@@ -28,7 +45,7 @@ void init();
 // the codes of the faults armed since the last reset.
 struct Codes {
     std::set<int32_t> armed;
-    bool any = false;          // accept any code (faults armed from data the target does not read)
+    bool any = false; // accept any code (faults armed from data the target does not read)
 };
 
 // One call with its outcome checked: the code (0, -1, a chip code), no open

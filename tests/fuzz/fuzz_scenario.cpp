@@ -34,7 +34,7 @@ void walk_interfaces() {
         return;
     }
     fuzzenv::Codes codes;
-    codes.any = true;       // faults may come with the scenario
+    codes.any = true; // faults may come with the scenario
     unsigned walked = 0;
     for(const auto& [name, iface] : state["interfaces"].items()) {
         (void) iface;
@@ -66,19 +66,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string err;
     bool ok = false;
     switch(mode) {
-    case 0:
-        ok = clnksim::load_ordered(doc, &err);
-        break;
-    case 1:
-        if(!clnksim::load_ordered(example, &err)) {
-            fuzzenv::finding("example: %s", err.c_str());
-        }
-        ok = clnksim::patch(nlohmann::json(doc), &err);
-        break;
-    default:
-        clnksim::load_ordered(example, &err);
-        ok = clnksim::arm_fault(nlohmann::json(doc), &err);
-        break;
+        case 0: ok = clnksim::load_ordered(doc, &err); break;
+        case 1:
+            if(!clnksim::load_ordered(example, &err)) {
+                fuzzenv::finding("example: %s", err.c_str());
+            }
+            ok = clnksim::patch(nlohmann::json(doc), &err);
+            break;
+        default:
+            clnksim::load_ordered(example, &err);
+            ok = clnksim::arm_fault(nlohmann::json(doc), &err);
+            break;
     }
     if(!ok) {
         if(err.empty()) {

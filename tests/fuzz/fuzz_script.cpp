@@ -37,7 +37,8 @@ void note_record(const json& line, const json& answer, std::set<std::string>* re
     host::Variant args;
     std::string err;
     if(host::json_to_variant(line["args"], args.get(), &err)) {
-        const char* name = amxc_var_get_const_cstring_t(amxc_var_get_key(args.get(), "InternalName", AMXC_VAR_FLAG_DEFAULT));
+        const char* name =
+            amxc_var_get_const_cstring_t(amxc_var_get_key(args.get(), "InternalName", AMXC_VAR_FLAG_DEFAULT));
         if(name != nullptr && function == "create-moca-iface") {
             records->insert(name);
         } else if(name != nullptr) {

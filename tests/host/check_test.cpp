@@ -13,8 +13,8 @@ namespace {
 using json = nlohmann::ordered_json;
 
 struct Broken {
-    const char* check;      // the one check expected to fail
-    const char* patch;      // merge patch on examples/home-network.json (faults arm at load)
+    const char* check; // the one check expected to fail
+    const char* patch; // merge patch on examples/home-network.json (faults arm at load)
     const char* options = "";
 };
 
@@ -45,9 +45,7 @@ const Broken broken[] = {
 
 class Check : public MocaHostRun {
 protected:
-    json example() const {
-        return json::parse(std::ifstream(std::string(MXL_EXAMPLES_DIR) + "/home-network.json"));
-    }
+    json example() const { return json::parse(std::ifstream(std::string(MXL_EXAMPLES_DIR) + "/home-network.json")); }
     // The checks with the given verdict, and the status, of a check of moca0 on a scenario.
     std::set<std::string> verdicts(const std::string& scenario, const std::string& options, const char* verdict,
                                    int* status) {
@@ -77,12 +75,13 @@ TEST_F(Check, EachCheckFailsOnTheNetworkBuiltToBreakIt) {
 }
 
 TEST_F(Check, EveryExampleNetworkPassesAlsoWhenWritten) {
-    for(const char* name : {"home-network", "expiring-flow", "flaky-node", "mixed-versions", "sleeping-node", "weak-link"}) {
+    for(const char* name :
+        {"home-network", "expiring-flow", "flaky-node", "mixed-versions", "sleeping-node", "weak-link"}) {
         SCOPED_TRACE(name);
         int status = 0;
         auto failed = verdicts(std::string(MXL_EXAMPLES_DIR) + "/" + name + ".json", "--write", "FAIL", &status);
         EXPECT_EQ(failed, std::set<std::string>{});
-        EXPECT_LE(status, 1);       // a slow moment on a busy machine may warn
+        EXPECT_LE(status, 1); // a slow moment on a busy machine may warn
     }
 }
 
@@ -99,9 +98,10 @@ TEST(CheckKeys, MissingMistypedAndUndocumentedKeysAreNamed) {
     c.result = {{"rc", 0},
                 {"ret", {"htable", {{"EgressNumFlows", {"uint64", 0}}, {"Extra", {"bool", true}}}}},
                 {"chip", json::array()}};
-    EXPECT_EQ(host::key_problems(c), (std::vector<std::string>{"retrieve-qos-info: EgressNumFlows is uint64, not uint32",
-                                                               "retrieve-qos-info: no key IngressNumFlows",
-                                                               "retrieve-qos-info: undocumented key Extra"}));
+    EXPECT_EQ(host::key_problems(c),
+              (std::vector<std::string>{"retrieve-qos-info: EgressNumFlows is uint64, not uint32",
+                                        "retrieve-qos-info: no key IngressNumFlows",
+                                        "retrieve-qos-info: undocumented key Extra"}));
 }
 
 } // namespace

@@ -82,12 +82,12 @@ TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResult) {
             first_seen.push_back(f);
         }
     }
-    EXPECT_EQ(first_seen, (std::vector<std::string>{
-                              "is-present", "is-available", "create-moca-iface", "retrieve-static-info",
-                              "retrieve-cfg-info", "retrieve-dyn-info", "retrieve-stats-info", "retrieve-qos-info",
-                              "retrieve-node-info", "retrieve-mesh-info", "retrieve-bridge-info",
-                              "retrieve-rlapm-number", "retrieve-rlapm-info", "retrieve-sapm-number",
-                              "retrieve-sapm-info", "retrieve-flow-info", "destroy-moca-iface"}));
+    EXPECT_EQ(first_seen,
+              (std::vector<std::string>{
+                  "is-present", "is-available", "create-moca-iface", "retrieve-static-info", "retrieve-cfg-info",
+                  "retrieve-dyn-info", "retrieve-stats-info", "retrieve-qos-info", "retrieve-node-info",
+                  "retrieve-mesh-info", "retrieve-bridge-info", "retrieve-rlapm-number", "retrieve-rlapm-info",
+                  "retrieve-sapm-number", "retrieve-sapm-info", "retrieve-flow-info", "destroy-moca-iface"}));
 
     const json& summary = doc["summary"];
     EXPECT_EQ(summary["calls"], doc["calls"].size());
@@ -139,11 +139,11 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
             headings.push_back("Read in");
         }
     }
-    EXPECT_EQ(headings, (std::vector<std::string>{
-                            "MoCA.Interface.moca0", "MoCA.Interface.moca0.Stats", "MoCA.Interface.moca0.QoS",
-                            "MoCA.Interface.moca0.AssociatedDevice", "MoCA.Interface.moca0.Mesh",
-                            "MoCA.Interface.moca0.Bridge", "MoCA.Interface.moca0.Rlapm",
-                            "MoCA.Interface.moca0.Sapm", "Read in"}))
+    EXPECT_EQ(headings,
+              (std::vector<std::string>{"MoCA.Interface.moca0", "MoCA.Interface.moca0.Stats",
+                                        "MoCA.Interface.moca0.QoS", "MoCA.Interface.moca0.AssociatedDevice",
+                                        "MoCA.Interface.moca0.Mesh", "MoCA.Interface.moca0.Bridge",
+                                        "MoCA.Interface.moca0.Rlapm", "MoCA.Interface.moca0.Sapm", "Read in"}))
         << r.out;
 
     const char* const expected[] = {
@@ -194,17 +194,21 @@ json full_network() {
         for(int j = 0; j < 16; ++j) {
             p2p[std::to_string(j)] = {{"rateNper", 2000 + 10 * i + j}, {"rateVLper", 1900}};
         }
-        nodes[std::to_string(i)] = {{"netInfo", {{"guid", mac(i, 0)}, {"mocaVer", "0x25"}}},
-                                    {"rxProfiles", {{"18", {{"rxProfileValid", 1}, {"rxPhyrate", 2048}, {"rxPwrLevel", 60}}}}},
-                                    {"fmr", {{"validInfo", 1}, {"p2p", p2p}}}};
+        nodes[std::to_string(i)] = {
+            {"netInfo", {{"guid", mac(i, 0)}, {"mocaVer", "0x25"}}},
+            {"rxProfiles", {{"18", {{"rxProfileValid", 1}, {"rxPhyrate", 2048}, {"rxPwrLevel", 60}}}}},
+            {"fmr", {{"validInfo", 1}, {"p2p", p2p}}}};
         for(int n = 1; n <= 12; ++n) {
             bridged.push_back({{"mac", mac(i, n)}, {"nodeId", i}});
         }
     }
-    json moca0 = {{"present", true}, {"openable", true}, {"started", true},
-                  {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkMocaVer", "0x25"},
-                                 {"activeNodeBitmask", "0xffff"}}},
-                  {"nodes", nodes}, {"bridgeTables", {{"ucastDst", bridged}}}};
+    json moca0 = {
+        {"present", true},
+        {"openable", true},
+        {"started", true},
+        {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkMocaVer", "0x25"}, {"activeNodeBitmask", "0xffff"}}},
+        {"nodes", nodes},
+        {"bridgeTables", {{"ucastDst", bridged}}}};
     return {{"interfaces", {{"moca0", moca0}}}};
 }
 
@@ -233,8 +237,7 @@ struct ChipFault {
 const ChipFault chip_faults[] = {
     {"a chip that cannot be opened",
      R"({"interfaces": {"moca0": {"openable": false}}})",
-     {"MoCA interface moca0 (is-present true, is-available false)",
-      "! retrieve-static-info: rc -2",
+     {"MoCA interface moca0 (is-present true, is-available false)", "! retrieve-static-info: rc -2",
       "! moca0: ClnkLib_OpenByName failed with rc=-2 (mxl_static_info_retrieve)",
       "! retrieve-node-info Id=1: rc -2, the walk of this table stopped here",
       "! moca0: sapm_table_size failed with rc=-2 (mxl_sapm_entries_number)",
@@ -243,8 +246,7 @@ const ChipFault chip_faults[] = {
     {"a mesh that cannot be read and a node GUID lost to the flow listing",
      R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})",
      {"! retrieve-mesh-info Id=1: rc -5, the walk of this table stopped here",
-      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)",
-      "! retrieve-qos-info: rc 0",
+      "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)", "! retrieve-qos-info: rc 0",
       "! ClnkLib_GetNetInfo failed on 1 ith rc=-1 (clnkqos_NFLIter_init)",
       // The tables after the mesh are read as usual.
       " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)"},
@@ -273,7 +275,8 @@ TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
     EXPECT_NE(r.out.find("! create-moca-iface: rc -1"), std::string::npos) << r.out;
     EXPECT_EQ(r.out.find("# MoCA.Interface"), std::string::npos);
     EXPECT_NE(r.out.find("MoCA interface moca0-with-a-long-name (is-present false, is-available false)"),
-              std::string::npos) << r.out;
+              std::string::npos)
+        << r.out;
     EXPECT_NE(r.out.find(": 3 calls, 1 failed"), std::string::npos) << r.out;
 }
 

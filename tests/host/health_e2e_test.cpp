@@ -15,7 +15,7 @@ using json = nlohmann::ordered_json;
 
 namespace {
 
-using Finding = std::tuple<std::string, std::string, std::vector<uint32_t>>;    // severity, check, nodes
+using Finding = std::tuple<std::string, std::string, std::vector<uint32_t>>; // severity, check, nodes
 
 struct Example {
     const char* scenario;
@@ -26,9 +26,14 @@ struct Example {
 const Example examples[] = {
     // The DVR (MoCA 1.1) holds the gateway's 2.5 network at 1.1: a true finding, not a fault of the example.
     {"home-network", 1, {{"warning", "held-back", {3}}, {"ok", "asleep", {4}}}},
-    {"weak-link", 2,
-     {{"problem", "weak-link", {0, 2}}, {"warning", "weak-link", {1, 2}}, {"warning", "weak-link", {2, 3}},
-      {"warning", "weak-link", {0, 3}}, {"problem", "asymmetric-link", {0, 3}}, {"warning", "rx-level", {0, 2}},
+    {"weak-link",
+     2,
+     {{"problem", "weak-link", {0, 2}},
+      {"warning", "weak-link", {1, 2}},
+      {"warning", "weak-link", {2, 3}},
+      {"warning", "weak-link", {0, 3}},
+      {"problem", "asymmetric-link", {0, 3}},
+      {"warning", "rx-level", {0, 2}},
       {"warning", "snr", {0, 2}}}},
     {"mixed-versions", 1, {{"warning", "held-back", {2}}}},
     {"flaky-node", 2, {{"problem", "node-errors", {2}}, {"problem", "instability", {0}}}},
@@ -65,22 +70,22 @@ TEST_P(HealthOfExamples, GiveTheDocumentedFindings) {
     EXPECT_NE(html.find("<svg"), std::string::npos);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, HealthOfExamples, ::testing::ValuesIn(examples),
-                         [](const auto& info) {
-                             std::string name = info.param.scenario;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(All, HealthOfExamples, ::testing::ValuesIn(examples), [](const auto& info) {
+    std::string name = info.param.scenario;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+});
 
 TEST_F(MocaHostRun, HealthThatCannotJudgeExitsThree) {
     EXPECT_EQ(run("health").status, 3);
     EXPECT_EQ(run("report moca0 --json").status, 3);
     EXPECT_EQ(run("--sim /nonexistent.json health moca0").status, 3);
-    Outcome r = run("health moca0");     // no scenario: the interface cannot be opened
+    Outcome r = run("health moca0"); // no scenario: the interface cannot be opened
     EXPECT_EQ(r.status, 2) << r.out;
     EXPECT_NE(r.out.find("is not present"), std::string::npos) << r.out;
     EXPECT_EQ(run("--sim '" + std::string(MXL_EXAMPLES_DIR) + "/home-network.json' report moca0 -o /nonexistent/x.html")
-                  .status, 3);
+                  .status,
+              3);
     EXPECT_EQ(run("dump").status, 2) << "other commands keep 2";
 }
 

@@ -37,9 +37,9 @@ struct FakeNet {
     std::map<std::pair<uint32_t, uint32_t>, uint32_t> mesh;
     std::vector<json> flows;
     uint32_t ingress_flows = 0;
-    std::string failing;        // a function whose calls fail
-    uint32_t sleeping = 0;      // the chip's M1 mask
-    bool masks_read = true;     // and the local GUID
+    std::string failing;    // a function whose calls fail
+    uint32_t sleeping = 0;  // the chip's M1 mask
+    bool masks_read = true; // and the local GUID
 
     FakeNet() {
         for(uint32_t a = 0; a < 3; ++a) {
@@ -55,8 +55,10 @@ struct FakeNet {
     }
     void flow(const std::string& ingress, const std::string& egress, uint32_t kbps, uint32_t lease, uint32_t left) {
         flows.push_back({{"FlowID", typed("cstring", "02:00:00:00:00:0" + std::to_string(flows.size() + 1))},
-                         {"IngressGuid", typed("cstring", ingress)}, {"EgressGuid", typed("cstring", egress)},
-                         {"MaxRate", typed("uint32", kbps)}, {"LeaseTime", typed("uint32", lease)},
+                         {"IngressGuid", typed("cstring", ingress)},
+                         {"EgressGuid", typed("cstring", egress)},
+                         {"MaxRate", typed("uint32", kbps)},
+                         {"LeaseTime", typed("uint32", lease)},
                          {"LeaseTimeLeft", typed("uint32", left)}});
     }
 };
@@ -79,20 +81,28 @@ host::DumpRun to_run(const FakeNet& net) {
     call("create-moca-iface", 0, json::object());
     call("retrieve-static-info", 0, {{"HighestVersion", typed("cstring", "2.5")}});
     call("retrieve-dyn-info", 0,
-         {{"Status", typed("cstring", net.up ? "Up" : "Down")}, {"NodeID", typed("uint32", 0)},
-          {"CurrentVersion", typed("cstring", net.version)}, {"LinkUpTime", typed("uint32", net.up_s)},
-          {"ResetCount", typed("uint32", net.resets)}, {"LinkDownCount", typed("uint32", net.link_down)},
+         {{"Status", typed("cstring", net.up ? "Up" : "Down")},
+          {"NodeID", typed("uint32", 0)},
+          {"CurrentVersion", typed("cstring", net.version)},
+          {"LinkUpTime", typed("uint32", net.up_s)},
+          {"ResetCount", typed("uint32", net.resets)},
+          {"LinkDownCount", typed("uint32", net.link_down)},
           {"ResetReason", typed("cstring", "MXL MoCA Reset reason code: 3 / 0x10")}});
     call("retrieve-qos-info", 0, {{"IngressNumFlows", typed("uint32", net.ingress_flows)}});
     for(uint32_t id = 1; id <= 16; ++id) {
         json slot = {{"Active", typed("bool", false)}};
         for(const auto& n : net.nodes) {
             if(n.id == id - 1) {
-                slot = {{"Active", typed("bool", true)}, {"MACAddress", typed("cstring", n.mac())},
-                        {"HighestVersion", typed("cstring", n.version)}, {"BondingCapable", typed("bool", n.bonding)},
-                        {"TxPackets", typed("uint64", n.tx)}, {"TxDrops", typed("uint32", n.drops)},
-                        {"RxPackets", typed("uint64", n.rx)}, {"RxErroredAndMissedPackets", typed("uint32", n.errors)},
-                        {"RxPowerLevel", typed("uint32", n.level)}, {"RxSNR", typed("uint32", n.snr)}};
+                slot = {{"Active", typed("bool", true)},
+                        {"MACAddress", typed("cstring", n.mac())},
+                        {"HighestVersion", typed("cstring", n.version)},
+                        {"BondingCapable", typed("bool", n.bonding)},
+                        {"TxPackets", typed("uint64", n.tx)},
+                        {"TxDrops", typed("uint32", n.drops)},
+                        {"RxPackets", typed("uint64", n.rx)},
+                        {"RxErroredAndMissedPackets", typed("uint32", n.errors)},
+                        {"RxPowerLevel", typed("uint32", n.level)},
+                        {"RxSNR", typed("uint32", n.snr)}};
             }
         }
         call("retrieve-node-info", id, slot);
@@ -101,11 +111,13 @@ host::DumpRun to_run(const FakeNet& net) {
         const uint32_t tx = (id - 1) >> 4, rx = (id - 1) & 15;
         auto cell = net.mesh.find({tx, rx});
         call("retrieve-mesh-info", id,
-             {{"TxNodeIndex", typed("uint32", tx)}, {"RxNodeIndex", typed("uint32", rx)},
+             {{"TxNodeIndex", typed("uint32", tx)},
+              {"RxNodeIndex", typed("uint32", rx)},
               {"TxRateNper", typed("uint32", cell == net.mesh.end() ? 0 : cell->second)}});
     }
     for(uint32_t id = 1; id <= 16; ++id) {
-        call("retrieve-flow-info", id, id <= net.flows.size() ? net.flows[id - 1] : json{{"FlowID", typed("cstring", "")}});
+        call("retrieve-flow-info", id,
+             id <= net.flows.size() ? net.flows[id - 1] : json{{"FlowID", typed("cstring", "")}});
     }
     return run;
 }
@@ -129,58 +141,151 @@ const Case cases[] = {
     {"weak_link_problem", [](FakeNet& n) { n.link(0, 2, 500, 520); }, {{"weak-link", problem, {0, 2}}}},
     {"weak_link_just_ok", [](FakeNet& n) { n.link(0, 2, 1229, 1229); }, {}},
     {"weak_link_just_warning", [](FakeNet& n) { n.link(0, 2, 1228, 1229); }, {{"weak-link", warning, {0, 2}}}},
-    {"weak_2_0_unbonded", [](FakeNet& n) { n.node(2).version = "2.0"; n.node(2).bonding = false; n.link(0, 2, 600, 600);
-                                           n.link(1, 2, 400, 400); }, {{"weak-link", warning, {1, 2}}}},
+    {"weak_2_0_unbonded",
+     [](FakeNet& n) {
+         n.node(2).version = "2.0";
+         n.node(2).bonding = false;
+         n.link(0, 2, 600, 600);
+         n.link(1, 2, 400, 400);
+     },
+     {{"weak-link", warning, {1, 2}}}},
     {"no_link", [](FakeNet& n) { n.link(1, 2, 0, 1800); }, {{"no-link", problem, {1, 2}}}},
     {"lopsided", [](FakeNet& n) { n.link(0, 1, 1800, 1300); }, {{"asymmetric-link", warning, {0, 1}}}},
-    {"lopsided_badly", [](FakeNet& n) { n.link(0, 1, 1400, 1800 * 2); },
-     {{"asymmetric-link", problem, {0, 1}}}},
-    {"old_node", [](FakeNet& n) { n.version = "1.1"; n.node(2).version = "1.1"; n.node(2).bonding = false;
-                                  n.link(0, 2, 245, 244); n.link(1, 2, 240, 238); }, {{"held-back", warning, {2}}}},
-    {"old_node_weak_too", [](FakeNet& n) { n.node(2).version = "1.1"; n.link(0, 2, 80, 82); n.link(1, 2, 240, 238); },
+    {"lopsided_badly", [](FakeNet& n) { n.link(0, 1, 1400, 1800 * 2); }, {{"asymmetric-link", problem, {0, 1}}}},
+    {"old_node",
+     [](FakeNet& n) {
+         n.version = "1.1";
+         n.node(2).version = "1.1";
+         n.node(2).bonding = false;
+         n.link(0, 2, 245, 244);
+         n.link(1, 2, 240, 238);
+     },
+     {{"held-back", warning, {2}}}},
+    {"old_node_weak_too",
+     [](FakeNet& n) {
+         n.node(2).version = "1.1";
+         n.link(0, 2, 80, 82);
+         n.link(1, 2, 240, 238);
+     },
      {{"held-back", warning, {2}}, {"weak-link", problem, {0, 2}}}},
-    {"drops", [](FakeNet& n) { n.node(1).tx = 1000000; n.node(1).drops = 200; }, {{"node-errors", warning, {1}}}},
-    {"rx_errors", [](FakeNet& n) { n.node(2).rx = 1000000; n.node(2).errors = 2000; }, {{"node-errors", problem, {2}}}},
-    {"too_few_packets", [](FakeNet& n) { n.node(1).tx = 99999; n.node(1).drops = 9999; }, {}},
+    {"drops",
+     [](FakeNet& n) {
+         n.node(1).tx = 1000000;
+         n.node(1).drops = 200;
+     },
+     {{"node-errors", warning, {1}}}},
+    {"rx_errors",
+     [](FakeNet& n) {
+         n.node(2).rx = 1000000;
+         n.node(2).errors = 2000;
+     },
+     {{"node-errors", problem, {2}}}},
+    {"too_few_packets",
+     [](FakeNet& n) {
+         n.node(1).tx = 99999;
+         n.node(1).drops = 9999;
+     },
+     {}},
     {"link_losses", [](FakeNet& n) { n.link_down = 3; }, {{"instability", warning, {0}}}},
     {"resets", [](FakeNet& n) { n.resets = 10; }, {{"instability", problem, {0}}}},
-    {"back_up_recently", [](FakeNet& n) { n.link_down = 1; n.up_s = 600; }, {{"instability", warning, {0}}}},
+    {"back_up_recently",
+     [](FakeNet& n) {
+         n.link_down = 1;
+         n.up_s = 600;
+     },
+     {{"instability", warning, {0}}}},
     {"hot_signal", [](FakeNet& n) { n.node(1).level = 12; }, {{"rx-level", warning, {0, 1}}}},
     {"hot_signal_badly", [](FakeNet& n) { n.node(1).level = 4; }, {{"rx-level", problem, {0, 1}}}},
     {"weak_signal", [](FakeNet& n) { n.node(2).level = 58; }, {{"rx-level", warning, {0, 2}}}},
-    {"level_unknown", [](FakeNet& n) { n.node(2).level = 0; n.node(2).snr = 0; }, {}},
+    {"level_unknown",
+     [](FakeNet& n) {
+         n.node(2).level = 0;
+         n.node(2).snr = 0;
+     },
+     {}},
     {"low_snr", [](FakeNet& n) { n.node(2).snr = 19; }, {{"snr", warning, {0, 2}}}},
     {"very_low_snr", [](FakeNet& n) { n.node(2).snr = 11; }, {{"snr", problem, {0, 2}}}},
-    {"asleep", [](FakeNet& n) { n.sleeping = 1u << 2; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); n.node(2).snr = 5; },
+    {"asleep",
+     [](FakeNet& n) {
+         n.sleeping = 1u << 2;
+         n.link(0, 2, 0, 0);
+         n.link(1, 2, 0, 0);
+         n.node(2).snr = 5;
+     },
      {{"asleep", ok, {2}}}},
-    {"silent_but_awake", [](FakeNet& n) { n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); },
+    {"silent_but_awake",
+     [](FakeNet& n) {
+         n.link(0, 2, 0, 0);
+         n.link(1, 2, 0, 0);
+     },
      {{"no-link", problem, {0, 2}}, {"no-link", problem, {1, 2}}}},
-    {"asleep_masks_unread", [](FakeNet& n) { n.masks_read = false; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0); },
+    {"asleep_masks_unread",
+     [](FakeNet& n) {
+         n.masks_read = false;
+         n.link(0, 2, 0, 0);
+         n.link(1, 2, 0, 0);
+     },
      {{"asleep", ok, {2}}}},
-    {"flow_lease_soon", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 300, 59); },
+    {"flow_lease_soon",
+     [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 300, 59); },
      {{"flow-lease", warning, {1, 2}}}},
-    {"flow_lease_share", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 3000, 299); },
+    {"flow_lease_share",
+     [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 3000, 299); },
      {{"flow-lease", warning, {1, 2}}}},
     {"flow_lease_fine", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 3000, 301); }, {}},
-    {"flow_lease_gone", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 300, 0); },
+    {"flow_lease_gone",
+     [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 300, 0); },
      {{"flow-lease", problem, {1, 2}}}},
     {"flow_permanent", [](FakeNet& n) { n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 0, 0); }, {}},
-    {"flow_from_here", [](FakeNet& n) { n.ingress_flows = 1; n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); }, {}},
-    {"flow_from_here_guessed", [](FakeNet& n) { n.masks_read = false; n.ingress_flows = 1;
-                                                n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); }, {}},
-    {"stale_flow_listed_first", [](FakeNet& n) { n.ingress_flows = 1; n.flow("0e:00:00:00:00:09", n.node(1).mac(), 1000, 0, 0);
-                                                 n.flow(local_guid, n.node(2).mac(), 1000, 0, 0); },
+    {"flow_from_here",
+     [](FakeNet& n) {
+         n.ingress_flows = 1;
+         n.flow(local_guid, n.node(2).mac(), 1000, 0, 0);
+     },
+     {}},
+    {"flow_from_here_guessed",
+     [](FakeNet& n) {
+         n.masks_read = false;
+         n.ingress_flows = 1;
+         n.flow(local_guid, n.node(2).mac(), 1000, 0, 0);
+     },
+     {}},
+    {"stale_flow_listed_first",
+     [](FakeNet& n) {
+         n.ingress_flows = 1;
+         n.flow("0e:00:00:00:00:09", n.node(1).mac(), 1000, 0, 0);
+         n.flow(local_guid, n.node(2).mac(), 1000, 0, 0);
+     },
      {{"flow-endpoint", problem, {1}}}},
-    {"flow_to_nowhere", [](FakeNet& n) { n.flow(n.node(1).mac(), "0e:00:00:00:00:09", 1000, 0, 0); },
+    {"flow_to_nowhere",
+     [](FakeNet& n) { n.flow(n.node(1).mac(), "0e:00:00:00:00:09", 1000, 0, 0); },
      {{"flow-endpoint", problem, {1}}}},
-    {"flow_to_sleeper", [](FakeNet& n) { n.sleeping = 1u << 2; n.link(0, 2, 0, 0); n.link(1, 2, 0, 0);
-                                         n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 0, 0); },
+    {"flow_to_sleeper",
+     [](FakeNet& n) {
+         n.sleeping = 1u << 2;
+         n.link(0, 2, 0, 0);
+         n.link(1, 2, 0, 0);
+         n.flow(n.node(1).mac(), n.node(2).mac(), 1000, 0, 0);
+     },
      {{"asleep", ok, {2}}, {"flow-endpoint", warning, {1, 2}}}},
-    {"flows_overload", [](FakeNet& n) { n.ingress_flows = 2; n.flow(local_guid, n.node(1).mac(), 600000, 0, 0);
-                                        n.flow(local_guid, n.node(1).mac(), 500000, 0, 0); },
+    {"flows_overload",
+     [](FakeNet& n) {
+         n.ingress_flows = 2;
+         n.flow(local_guid, n.node(1).mac(), 600000, 0, 0);
+         n.flow(local_guid, n.node(1).mac(), 500000, 0, 0);
+     },
      {{"flow-capacity", problem, {0, 1}}}},
-    {"flows_fit", [](FakeNet& n) { n.ingress_flows = 1; n.flow(local_guid, n.node(1).mac(), 1080000, 0, 0); }, {}},
-    {"mesh_unread", [](FakeNet& n) { n.failing = "retrieve-mesh-info"; n.link(0, 1, 0, 0); },
+    {"flows_fit",
+     [](FakeNet& n) {
+         n.ingress_flows = 1;
+         n.flow(local_guid, n.node(1).mac(), 1080000, 0, 0);
+     },
+     {}},
+    {"mesh_unread",
+     [](FakeNet& n) {
+         n.failing = "retrieve-mesh-info";
+         n.link(0, 1, 0, 0);
+     },
      {{"unread", warning, {}}}},
     {"link_down", [](FakeNet& n) { n.up = false; }, {{"link-down", problem, {0}}}},
     {"unreadable", [](FakeNet& n) { n.failing = "retrieve-dyn-info"; }, {{"unread", problem, {}}}},
@@ -221,7 +326,7 @@ struct Pair {
 
 TEST(Health, PairCapabilityFollowsTheOlderNodeAndBonding) {
     const Pair pairs[] = {
-        {"2.5", true, "2.5", true, 2048}, {"2.5", true, "2.0", true, 1400}, {"2.5", true, "2.0", false, 700},
+        {"2.5", true, "2.5", true, 2048},  {"2.5", true, "2.0", true, 1400}, {"2.5", true, "2.0", false, 700},
         {"2.0", false, "2.0", false, 700}, {"2.5", true, "1.1", false, 275}, {"1.0", false, "1.2", false, 275},
         {"2.5", true, "", false, 0},
     };

@@ -31,9 +31,7 @@ protected:
 
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
 
-    void write(const std::string& name, const std::string& text) const {
-        std::ofstream(path(name)) << text;
-    }
+    void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
 
     static std::string read(const std::string& file) {
         std::ifstream in(file);
@@ -44,8 +42,8 @@ protected:
 
     // Runs moca-host with the arguments (already quoted for the shell).
     Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
-        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" +
-            path("out") + "' 2>'" + path("err") + "'";
+        std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" + path("out") +
+                          "' 2>'" + path("err") + "'";
         Outcome r;
         int rc = std::system(cmd.c_str());
         r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;

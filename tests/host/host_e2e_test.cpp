@@ -74,23 +74,38 @@ bool chip_called(const json& result, const std::string& op, const json& rc) {
 TEST_F(HostBinary, RunsAScriptLineByLine) {
     std::string script;
     script += R"({"sim": )" + json::parse(scenario).dump() + "}\n";
-    script += R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})" "\n";                  // 1
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 2
-    script += R"({"call": "retrieve-dyn-info"})" "\n";                                                     // 3
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})" "\n";    // 4
-    script += R"({"fault": {"op": "GetCdInfo", "rc": -7}})" "\n";                                          // 5
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 6
-    script += R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})" "\n";        // 7
-    script += R"({"advance": 10500})" "\n";                                                                // 8
+    script += R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})"
+              "\n"; // 1
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
+              "\n"; // 2
+    script += R"({"call": "retrieve-dyn-info"})"
+              "\n"; // 3
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})"
+              "\n"; // 4
+    script += R"({"fault": {"op": "GetCdInfo", "rc": -7}})"
+              "\n"; // 5
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
+              "\n"; // 6
+    script += R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})"
+              "\n"; // 7
+    script += R"({"advance": 10500})"
+              "\n"; // 8
     script += "\n   \n";
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})" "\n";          // 9
-    script += R"({"call": "no-such-function", "args": {}})" "\n";                                          // 10
-    script += "this is not json\n";                                                                        // 11
-    script += R"({"call": "is-present", "arg": {"InternalName": "moca0"}})" "\n";                          // 12
-    script += R"({"unload": true})" "\n";                                                                  // 13
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}})" "\n";                         // 14
-    script += R"({"load": true})" "\n";                                                                    // 15
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})" "\n";                  // 16
+    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})"
+              "\n"; // 9
+    script += R"({"call": "no-such-function", "args": {}})"
+              "\n";                 // 10
+    script += "this is not json\n"; // 11
+    script += R"({"call": "is-present", "arg": {"InternalName": "moca0"}})"
+              "\n"; // 12
+    script += R"({"unload": true})"
+              "\n"; // 13
+    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}})"
+              "\n"; // 14
+    script += R"({"load": true})"
+              "\n"; // 15
+    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
+              "\n"; // 16
     write("steps.jsonl", script);
 
     Outcome r = run("script '" + path("steps.jsonl") + "'");
@@ -153,11 +168,11 @@ TEST_F(HostBinary, RunsAScriptLineByLine) {
     // Lines that can't be carried out get an error and the script goes on.
     EXPECT_TRUE(out[10].contains("error"));
     EXPECT_TRUE(out[11].contains("error"));
-    EXPECT_TRUE(out[12].contains("error"));     // a misspelt key is not ignored
+    EXPECT_TRUE(out[12].contains("error")); // a misspelt key is not ignored
 
     EXPECT_EQ(keys_of(out[13]), std::vector<std::string>{"log"});
     EXPECT_TRUE(logged(out[13], "Module stopped", 300));
-    EXPECT_TRUE(out[14].contains("error"));     // nothing loaded
+    EXPECT_TRUE(out[14].contains("error")); // nothing loaded
     EXPECT_TRUE(logged(out[15], "Module loaded", 300));
 
     // A fresh load has no records.
@@ -166,9 +181,12 @@ TEST_F(HostBinary, RunsAScriptLineByLine) {
 }
 
 TEST_F(HostBinary, ScriptReportsABadScenarioAndGoesOn) {
-    write("steps.jsonl", R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})" "\n"
-                         R"({"sim_patch": {"interfaces": {"moca0": {"started": false}}}})" "\n"
-                         R"({"advance": -1})" "\n");
+    write("steps.jsonl", R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})"
+                         "\n"
+                         R"({"sim_patch": {"interfaces": {"moca0": {"started": false}}}})"
+                         "\n"
+                         R"({"advance": -1})"
+                         "\n");
     Outcome r = run("script", path("steps.jsonl"));
     ASSERT_EQ(r.status, 0) << r.err;
     std::vector<json> out = lines_of(r.out);
@@ -181,8 +199,8 @@ struct CallCase {
     const char* name;
     std::string args;
     int status;
-    const char* in_out;      // text expected on standard output
-    const char* in_err;      // text expected on standard error
+    const char* in_out; // text expected on standard output
+    const char* in_err; // text expected on standard error
 };
 
 TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
@@ -198,7 +216,8 @@ TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
         {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
         {"help", "--help", 0, "usage:", ""},
         {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
-        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
+        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1",
+         "Unable to find a mxl iface by name"},
         {"created first", sim + "--create moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
         {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
          R"("HighestVersion":["cstring","2.5"])", ""},

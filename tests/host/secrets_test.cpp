@@ -20,7 +20,9 @@ TEST_F(Secrets, NoHumanOutputOfAnyExampleShowsThePassPhrase) {
         for(const auto& [ifname, iface] : scenario["interfaces"].items()) {
             // Slot 5 is the one the configuration report reads back.
             const auto slots = iface.value("config", nlohmann::json::object()).value("mocaPassword", nlohmann::json());
-            const auto slot = slots.is_object() ? slots.value("5", nlohmann::json()) : slots.is_array() && slots.size() > 5 ? slots[5] : nlohmann::json();
+            const auto slot = slots.is_object()                      ? slots.value("5", nlohmann::json())
+                              : slots.is_array() && slots.size() > 5 ? slots[5]
+                                                                     : nlohmann::json();
             const std::string secret = slot.is_string() ? slot.get<std::string>() : "";
             if(secret.empty()) {
                 continue;
@@ -30,7 +32,7 @@ TEST_F(Secrets, NoHumanOutputOfAnyExampleShowsThePassPhrase) {
             for(const char* command : {"dump", "dump --json", "health", "health --json"}) {
                 const Outcome r = run(sim + command + " " + ifname);
                 EXPECT_EQ(r.out.find(secret), std::string::npos) << file.path() << " " << command;
-                if(std::string(command).rfind("dump", 0) == 0) {   // the dump says that one is set
+                if(std::string(command).rfind("dump", 0) == 0) { // the dump says that one is set
                     EXPECT_NE(r.out.find(mark), std::string::npos) << file.path() << " " << command;
                 }
             }
@@ -39,7 +41,7 @@ TEST_F(Secrets, NoHumanOutputOfAnyExampleShowsThePassPhrase) {
             EXPECT_NE(run(sim + "--show-secrets dump " + ifname).out.find(secret), std::string::npos);
         }
     }
-    EXPECT_GT(phrases, 0u);   // some example sets a pass phrase
+    EXPECT_GT(phrases, 0u); // some example sets a pass phrase
 }
 
 TEST_F(Secrets, ShowSecretsGoesWithHumanOutputOnly) {

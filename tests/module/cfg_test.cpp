@@ -55,8 +55,8 @@ TEST_F(CfgTest, OptionIsWrittenOnlyWhenTheChipDiffers) {
         int opt;
         const char* field;
         uint64_t sent;
-        strings info;      // between "Setting for interface" and "Loading data to chip..."
-        bool rewrites;     // the same request writes again: the value never fits the field
+        strings info;  // between "Setting for interface" and "Loading data to chip..."
+        bool rewrites; // the same request writes again: the value never fits the field
     };
     const Case cases[] = {
         {{{"PreferredNC", true}}, 69, "preferredNcMode", 1, {"Set preferredNcMode=1"}, false},
@@ -64,13 +64,25 @@ TEST_F(CfgTest, OptionIsWrittenOnlyWhenTheChipDiffers) {
         {{{"TxPowerLimit", 300}}, 162, "maxTxPwr", 44, {"Set maxTxPwr=44"}, true},
         {{{"PowerCntlPhyTarget", 700}}, 199, "tgtP2p50Rate", 700, {"Set tgtP2p50Rate=700"}, false},
         {{{"BeaconPowerLimit", 7}}, 158, "beaconTxPwr", 7, {"Set beaconTxPwr=7"}, false},
-        {{{"NodeTabooMask", "FFFFFFFF"}}, 138, "tabooMask", 0xffffff,
-         {"Set node_taboo_mask=FFFFFFFF", "Set tabooMask=0xffffff"}, false},
-        {{{"NodeTabooMask", "xyz"}}, 138, "tabooMask", 0, {"Set node_taboo_mask=xyz", "Set tabooMask=0x0"}, false},
-        {{{"NodeTabooMask", " 0x1fz"}}, 138, "tabooMask", 0x1f, {"Set node_taboo_mask= 0x1fz", "Set tabooMask=0x1f"},
+        {{{"NodeTabooMask", "FFFFFFFF"}},
+         138,
+         "tabooMask",
+         0xffffff,
+         {"Set node_taboo_mask=FFFFFFFF", "Set tabooMask=0xffffff"},
          false},
-        {{{"NodeTabooMask", "12345678901234567890"}}, 138, "tabooMask", 0x123456,
-         {"Set node_taboo_mask=1234567890123456", "Set tabooMask=0x123456"}, false},
+        {{{"NodeTabooMask", "xyz"}}, 138, "tabooMask", 0, {"Set node_taboo_mask=xyz", "Set tabooMask=0x0"}, false},
+        {{{"NodeTabooMask", " 0x1fz"}},
+         138,
+         "tabooMask",
+         0x1f,
+         {"Set node_taboo_mask= 0x1fz", "Set tabooMask=0x1f"},
+         false},
+        {{{"NodeTabooMask", "12345678901234567890"}},
+         138,
+         "tabooMask",
+         0x123456,
+         {"Set node_taboo_mask=1234567890123456", "Set tabooMask=0x123456"},
+         false},
     };
     for(const Case& c : cases) {
         SCOPED_TRACE(c.args.dump());
@@ -129,7 +141,7 @@ TEST_F(CfgTest, OnlyTheFirstKnownKeyIsApplied) {
     };
     const Case cases[] = {
         {{{"Enable", true}, {"PreferredNC", true}}, {OPEN, CLOSE}},
-        {{{"TxPowerLimit", 10}, {"PreferredNC", true}}, {OPEN, GET, SET, CLOSE}},   // table order, not args order
+        {{{"TxPowerLimit", 10}, {"PreferredNC", true}}, {OPEN, GET, SET, CLOSE}}, // table order, not args order
         {ojson::object(), {OPEN, CLOSE}},
         {{{"Unknown", 1}}, {OPEN, CLOSE}},
         {{{"KeyPassphrase", "secret"}, {"FreqCurrentMaskSetting", "00000000003C0000FF"}}, {OPEN, CLOSE}},
@@ -154,12 +166,14 @@ TEST_F(CfgTest, OnlyTheFirstKnownKeyIsApplied) {
 TEST_F(CfgTest, EnableStartsOrStopsFromTheRecordState) {
     struct Step {
         bool enable;
-        const char* op;      // nullptr: nothing is sent
+        const char* op; // nullptr: nothing is sent
         const char* before;
     };
     const Step steps[] = {
-        {true, nullptr, "enabled"}, {false, "ClnkLib_Stop", "enabled"},
-        {false, nullptr, "disabled"}, {true, "ClnkLib_Start", "disabled"},
+        {true, nullptr, "enabled"},
+        {false, "ClnkLib_Stop", "enabled"},
+        {false, nullptr, "disabled"},
+        {true, "ClnkLib_Start", "disabled"},
     };
     for(const Step& s : steps) {
         Outcome out = set({{"Enable", s.enable}});
@@ -190,19 +204,25 @@ TEST_F(CfgTest, ReportReadsTheChipOnce) {
     };
     for(const Case& c : cases) {
         std::string err;
-        ASSERT_TRUE(clnksim::patch({{"interfaces", {{"moca0", {{"config", nlohmann::json::parse(c.config.dump())}}}}}},
-                                   &err)) << err;
+        ASSERT_TRUE(
+            clnksim::patch({{"interfaces", {{"moca0", {{"config", nlohmann::json::parse(c.config.dump())}}}}}}, &err))
+            << err;
         Outcome out = report();
         EXPECT_EQ(out.rc, 0);
         EXPECT_EQ(out.chip_ops(), (strings{OPEN, "ClnkLib_GetClnkCfgV2", CLOSE}));
         EXPECT_EQ(out.value("PrivacyEnabledSetting"), c.privacy);
         EXPECT_EQ(out.value("NodeTabooMask"), c.taboo);
     }
-    const std::vector<std::pair<std::string, std::string>> keys = {
-        {"Enable", "bool"}, {"PreferredNC", "bool"}, {"PrivacyEnabledSetting", "bool"},
-        {"TpcTargetRateNper", "uint32"}, {"FreqCurrentMaskSetting", "cstring"}, {"KeyPassphrase", "cstring"},
-        {"TxPowerLimit", "uint32"}, {"PowerCntlPhyTarget", "uint32"}, {"BeaconPowerLimit", "uint32"},
-        {"NodeTabooMask", "cstring"}};
+    const std::vector<std::pair<std::string, std::string>> keys = {{"Enable", "bool"},
+                                                                   {"PreferredNC", "bool"},
+                                                                   {"PrivacyEnabledSetting", "bool"},
+                                                                   {"TpcTargetRateNper", "uint32"},
+                                                                   {"FreqCurrentMaskSetting", "cstring"},
+                                                                   {"KeyPassphrase", "cstring"},
+                                                                   {"TxPowerLimit", "uint32"},
+                                                                   {"PowerCntlPhyTarget", "uint32"},
+                                                                   {"BeaconPowerLimit", "uint32"},
+                                                                   {"NodeTabooMask", "cstring"}};
     Outcome out = report();
     EXPECT_EQ(out.keys(), keys);
     EXPECT_EQ(out.ret[1], ojson::parse(R"({"Enable": ["bool", true], "PreferredNC": ["bool", false],

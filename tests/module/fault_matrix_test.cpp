@@ -34,8 +34,7 @@ std::string mac(uint32_t a, uint32_t b) {
     return text;
 }
 
-ojson profiles(const char* valid_key, const char* rate_key, const std::vector<uint32_t>& types,
-               uint32_t invalid_from) {
+ojson profiles(const char* valid_key, const char* rate_key, const std::vector<uint32_t>& types, uint32_t invalid_from) {
     ojson out = ojson::object();
     for(uint32_t t : types) {
         out[std::to_string(t)] = {{valid_key, t < invalid_from ? 1 : 0}, {rate_key, 100 + t}};
@@ -48,15 +47,19 @@ ojson profiles(const char* valid_key, const char* rate_key, const std::vector<ui
 ojson node(uint32_t id, const char* ver, uint32_t nodes, uint32_t flows) {
     const bool moca1 = std::string(ver).rfind("0x1", 0) == 0;
     const std::vector<uint32_t> types = moca1 ? std::vector<uint32_t>{7, 8} : std::vector<uint32_t>{7, 8, 13, 14, 18};
-    const uint32_t invalid_from = (id % 3 == 1) ? 13 : 99;   // 0xe, 0xd and 0x12 unusable: fall back
+    const uint32_t invalid_from = (id % 3 == 1) ? 13 : 99; // 0xe, 0xd and 0x12 unusable: fall back
     ojson p2p = ojson::object();
     for(uint32_t peer = 0; peer < nodes; peer++) {
         p2p[std::to_string(peer)] = {{"rateNper", 500 + peer}, {"rateVLper", 400 + peer}};
     }
     ojson list = ojson::array();
     for(uint32_t k = 0; k < flows; k++) {
-        list.push_back({{"flowId", mac(0x80 | id, k)}, {"packetDa", mac(0x40, k)}, {"ingressGuid", mac(0, id)},
-                        {"egressGuid", mac(0, (id + 1) % nodes)}, {"tPeakDataRateKbps", 1000 + k}, {"dfid", k}});
+        list.push_back({{"flowId", mac(0x80 | id, k)},
+                        {"packetDa", mac(0x40, k)},
+                        {"ingressGuid", mac(0, id)},
+                        {"egressGuid", mac(0, (id + 1) % nodes)},
+                        {"tPeakDataRateKbps", 1000 + k},
+                        {"dfid", k}});
     }
     return {{"netInfo", {{"guid", mac(0, id)}, {"mocaVer", ver}, {"protoSupport", moca1 ? "0x80" : "0x240"}}},
             {"txProfiles", profiles("txProfileValid", "txPhyrate", types, invalid_from)},
@@ -79,17 +82,32 @@ ojson network(uint32_t nodes, const char* ver, uint32_t flows, uint32_t long_lis
     }
     const bool rows = nodes > 1;
     ojson iface = {
-        {"present", true}, {"openable", true}, {"started", true},
-        {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkState", 6}, {"networkMocaVer", ver},
-                       {"activeNodeBitmask", (1u << nodes) - 1}, {"socVersionStr", "1.18.16"}, {"mac", mac(0, 0)}}},
-        {"config", {{"preferredNcMode", 1}, {"securityMode", 0}, {"maxTxPwr", 7}, {"beaconTxPwr", 5},
-                    {"tgtP2pNperRate", 700}, {"tgtP2p50Rate", 630}, {"tabooMask", "0x000001"}}},
+        {"present", true},
+        {"openable", true},
+        {"started", true},
+        {"localInfo",
+         {{"nodeId", 0},
+          {"linkStatus", 1},
+          {"networkState", 6},
+          {"networkMocaVer", ver},
+          {"activeNodeBitmask", (1u << nodes) - 1},
+          {"socVersionStr", "1.18.16"},
+          {"mac", mac(0, 0)}}},
+        {"config",
+         {{"preferredNcMode", 1},
+          {"securityMode", 0},
+          {"maxTxPwr", 7},
+          {"beaconTxPwr", 5},
+          {"tgtP2pNperRate", 700},
+          {"tgtP2p50Rate", 630},
+          {"tabooMask", "0x000001"}}},
         {"ecbStats", {{"debug15", 6}}},
         {"dataStats", {{"txTotalPkts", 12}, {"rxUcastPkts", {{"1", 5}}}}},
         {"nodes", all},
-        {"bridgeTables", {{"ucastSrc", rows ? ojson::array({{{"mac", mac(0x20, 1)}, {"nodeId", 0}}}) : ojson::array()},
-                          {"mcastSrc", rows ? ojson::array({{{"mac", mac(0x21, 1)}, {"nodeId", 0}}}) : ojson::array()},
-                          {"ucastDst", ucast_dst}}},
+        {"bridgeTables",
+         {{"ucastSrc", rows ? ojson::array({{{"mac", mac(0x20, 1)}, {"nodeId", 0}}}) : ojson::array()},
+          {"mcastSrc", rows ? ojson::array({{{"mac", mac(0x21, 1)}, {"nodeId", 0}}}) : ojson::array()},
+          {"ucastDst", ucast_dst}}},
     };
     if(rows) {
         iface["rlapm"] = ojson::parse(R"({"profiles": {"0": {"tbl": {"0": {"freq": 1150, "phymargin": [120, 7]}}}}})");
@@ -109,16 +127,17 @@ struct Scenario {
     const char* iface;
 };
 
-void PrintTo(const Scenario& s, std::ostream* os) { *os << s.name; }
+void PrintTo(const Scenario& s, std::ostream* os) {
+    *os << s.name;
+}
 
 const std::vector<Scenario>& scenarios() {
     static const std::vector<Scenario> all = {
-        {"HomeNetwork", example_file(), "moca0"},
-        {"HomeNetworkStopped", example_file(), "moca1"},      // link down
-        {"Moca10", network(4, "0x10", 0, 0), "moca0"},        // no PQoS: every node answers "not capable"
-        {"Full16", network(16, "0x25", 2, 34), "moca0"},      // 64 flows, one node in two batches
-        {"LoneNode", network(1, "0x25", 0, 0), "moca0"},      // the local node alone, every table empty
-        {"NoNodes", network(0, "0x25", 0, 0), "moca0"},       // not even the local node answers node reads
+        {"HomeNetwork", example_file(), "moca0"},        {"HomeNetworkStopped", example_file(), "moca1"}, // link down
+        {"Moca10", network(4, "0x10", 0, 0), "moca0"},   // no PQoS: every node answers "not capable"
+        {"Full16", network(16, "0x25", 2, 34), "moca0"}, // 64 flows, one node in two batches
+        {"LoneNode", network(1, "0x25", 0, 0), "moca0"}, // the local node alone, every table empty
+        {"NoNodes", network(0, "0x25", 0, 0), "moca0"},  // not even the local node answers node reads
     };
     return all;
 }
@@ -131,7 +150,7 @@ struct Step {
 };
 
 struct MatrixCall {
-    std::string label;        // row of the summary
+    std::string label; // row of the summary
     Step step;
     std::vector<Step> before; // run cleanly after the cold start, before the measured call
     std::string read_label;   // set-cfg-info: the option named in its read failure
@@ -155,7 +174,10 @@ std::vector<MatrixCall> calls(const std::string& name) {
         {"create-moca-iface", {"create-moca-iface", in}, {}, ""},
         {"destroy-moca-iface", {"destroy-moca-iface", in}, {}, ""},
         cfg("Enable", false),
-        {"set-cfg-info Enable (start)", {"set-cfg-info", with("Enable", true)}, {{"set-cfg-info", with("Enable", false)}}, ""},
+        {"set-cfg-info Enable (start)",
+         {"set-cfg-info", with("Enable", true)},
+         {{"set-cfg-info", with("Enable", false)}},
+         ""},
         cfg("PreferredNC", false, "PreferredNC"),
         cfg("PrivacyEnabledSetting", true),
         cfg("TpcTargetRateNper", 321, "tgtP2pNperRate"),
@@ -166,9 +188,9 @@ std::vector<MatrixCall> calls(const std::string& name) {
         cfg("BeaconPowerLimit", 2, "beaconTxPwr"),
         cfg("NodeTabooMask", "F0F0", "tabooMask"),
     };
-    for(const char* fn : {"retrieve-cfg-info", "retrieve-static-info", "retrieve-dyn-info", "retrieve-qos-info",
-                          "retrieve-rlapm-number", "retrieve-sapm-number", "retrieve-stats-info", "is-available",
-                          "is-present"}) {
+    for(const char* fn :
+        {"retrieve-cfg-info", "retrieve-static-info", "retrieve-dyn-info", "retrieve-qos-info", "retrieve-rlapm-number",
+         "retrieve-sapm-number", "retrieve-stats-info", "is-available", "is-present"}) {
         out.push_back({fn, {fn, in}, {}, ""});
     }
     // Table functions: the first entry of a walk refills; the second is served
@@ -185,23 +207,23 @@ std::vector<MatrixCall> calls(const std::string& name) {
 
 enum class Rc { Fault, Zero };
 enum class Ret {
-    Untouched,   // not turned into anything
-    Filled,      // the keys of the clean result, values from whatever the record holds
-    Clean,       // exactly the clean result: the failure was retried away
-    False,       // the boolean false
+    Untouched, // not turned into anything
+    Filled,    // the keys of the clean result, values from whatever the record holds
+    Clean,     // exactly the clean result: the failure was retried away
+    False,     // the boolean false
 };
 enum class Next {
-    Again,       // the next clean call makes the clean call's requests and gets its result
-    Fresh,       // the table was completed all the same: the next call is served from it
-    Exists,      // creation: the record exists (disabled) and a second create changes nothing
+    Again,  // the next clean call makes the clean call's requests and gets its result
+    Fresh,  // the table was completed all the same: the next call is served from it
+    Exists, // creation: the record exists (disabled) and a second create changes nothing
 };
 
 struct Expect {
-    strings fns;      // functions the row applies to; empty: any
-    const char* op;   // failing operation; "": any
-    int nth;          // which call of that operation in the clean sequence; -1: any
+    strings fns;    // functions the row applies to; empty: any
+    const char* op; // failing operation; "": any
+    int nth;        // which call of that operation in the clean sequence; -1: any
     Rc rc;
-    strings errors;   // templates: {if} name, {op}, {rc}, {arg0}, {label}, {bridge}
+    strings errors; // templates: {if} name, {op}, {rc}, {arg0}, {label}, {bridge}
     Ret ret;
     Next next;
 };
@@ -217,48 +239,122 @@ const std::vector<Expect>& expectations() {
         {{"create-moca-iface"}, "", -1, Rc::Zero, {CHIP_FAILED}, Ret::Untouched, Next::Exists},
         // Availability is the answer, not an error.
         {{"is-available"}, "ClnkLib_OpenByName", -1, Rc::Zero, {}, Ret::False, Next::Again},
-        {{"is-present"}, "ClnkLib_ListNames", -1, Rc::Fault, {"'ClnkLib_ListNames' failed to execute"},
-         Ret::Untouched, Next::Again},
-        {{"set-cfg-info"}, "ClnkLib_GetClnkCfgV2Params", -1, Rc::Fault,
-         {"{if}: ClnkLib_GetClnkCfgV2Params for {label} failed rc={rc}"}, Ret::Untouched, Next::Again},
-        {{"set-cfg-info"}, "ClnkLib_SetClnkCfgV2Params", -1, Rc::Fault,
-         {"{if}: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc={rc}"}, Ret::Untouched, Next::Again},
+        {{"is-present"},
+         "ClnkLib_ListNames",
+         -1,
+         Rc::Fault,
+         {"'ClnkLib_ListNames' failed to execute"},
+         Ret::Untouched,
+         Next::Again},
+        {{"set-cfg-info"},
+         "ClnkLib_GetClnkCfgV2Params",
+         -1,
+         Rc::Fault,
+         {"{if}: ClnkLib_GetClnkCfgV2Params for {label} failed rc={rc}"},
+         Ret::Untouched,
+         Next::Again},
+        {{"set-cfg-info"},
+         "ClnkLib_SetClnkCfgV2Params",
+         -1,
+         Rc::Fault,
+         {"{if}: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc={rc}"},
+         Ret::Untouched,
+         Next::Again},
         {{"set-cfg-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
         // The ECB read's code is not examined.
         {{"retrieve-static-info"}, "ClnkLib_GetEcbStats", -1, Rc::Zero, {}, Ret::Filled, Next::Again},
         // Counting reports the old count after its own line and the counting routine's.
-        {{"retrieve-rlapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
-         Ret::Filled, Next::Again},
-        {{"retrieve-sapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
-         Ret::Filled, Next::Again},
+        {{"retrieve-rlapm-number"},
+         "",
+         -1,
+         Rc::Fault,
+         {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-sapm-number"},
+         "",
+         -1,
+         Rc::Fault,
+         {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
+         Ret::Filled,
+         Next::Again},
         // Margin refills: a failed open leaves ret alone; a failed read of the
         // refill's own handle, or of the counting routine's (second), fills it from the cache.
-        {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "ClnkLib_OpenByName", 0, Rc::Fault, {CHIP_FAILED},
-         Ret::Untouched, Next::Again},
+        {{"retrieve-rlapm-info", "retrieve-sapm-info"},
+         "ClnkLib_OpenByName",
+         0,
+         Rc::Fault,
+         {CHIP_FAILED},
+         Ret::Untouched,
+         Next::Again},
         {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "", 0, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
-        {{"retrieve-rlapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
-         Ret::Filled, Next::Again},
-        {{"retrieve-sapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
-         Ret::Filled, Next::Again},
+        {{"retrieve-rlapm-info"},
+         "",
+         1,
+         Rc::Fault,
+         {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-sapm-info"},
+         "",
+         1,
+         Rc::Fault,
+         {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
+         Ret::Filled,
+         Next::Again},
         // Node table: the failing node's line, then the refresh's; the slot is reported all the same.
-        {{"retrieve-node-info"}, "ClnkLib_GetNetInfo", -1, Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
-        {{"retrieve-node-info"}, "ClnkLib_GetPhyTxProfile", -1, Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
-        {{"retrieve-node-info"}, "ClnkLib_GetPhyRxProfile", -1, Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
-        {{"retrieve-node-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled,
+        {{"retrieve-node-info"},
+         "ClnkLib_GetNetInfo",
+         -1,
+         Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-node-info"},
+         "ClnkLib_GetPhyTxProfile",
+         -1,
+         Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-node-info"},
+         "ClnkLib_GetPhyRxProfile",
+         -1,
+         Rc::Fault,
+         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-node-info"},
+         "",
+         -1,
+         Rc::Fault,
+         {CHIP_FAILED, "mxl_get_nodes_info failed"},
+         Ret::Filled,
          Next::Again},
         {{"retrieve-mesh-info"}, "ClnkLib_OpenByName", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
         {{"retrieve-mesh-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
-        {{"retrieve-bridge-info"}, "ClnkLib_GetBridgeTable", -1, Rc::Fault,
+        {{"retrieve-bridge-info"},
+         "ClnkLib_GetBridgeTable",
+         -1,
+         Rc::Fault,
          {"{if}: ClnkLib_GetBridgeTable for {bridge} failed with rc={rc}", "mxl_get_bridges_info failed"},
-         Ret::Filled, Next::Again},
-        {{"retrieve-bridge-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_bridges_info failed"}, Ret::Filled,
+         Ret::Filled,
+         Next::Again},
+        {{"retrieve-bridge-info"},
+         "",
+         -1,
+         Rc::Fault,
+         {CHIP_FAILED, "mxl_get_bridges_info failed"},
+         Ret::Filled,
          Next::Again},
         // Flow listing: a node whose GUID can't be read is passed over; list and
         // query failures are retried; the listing completes in all three cases.
-        {QOS, "ClnkLib_GetNetInfo", -1, Rc::Zero, {"ClnkLib_GetNetInfo failed on {arg0} ith rc={rc}"}, Ret::Filled,
+        {QOS,
+         "ClnkLib_GetNetInfo",
+         -1,
+         Rc::Zero,
+         {"ClnkLib_GetNetInfo failed on {arg0} ith rc={rc}"},
+         Ret::Filled,
          Next::Fresh},
         {QOS, "ClnkLib_ListFlows", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
         {QOS, "ClnkLib_QueryFlow", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
@@ -367,39 +463,38 @@ void expect_zeroed(const char* op, const T* record, size_t count = 1) {
 }
 } // namespace
 
-#define MXL_READ(op, check, params, ...)                                               \
-    extern "C" int32_t op params {                                                     \
-        check;                                                                         \
-        static auto next = reinterpret_cast<decltype(&op)>(dlsym(RTLD_NEXT, #op));     \
-        return next(__VA_ARGS__);                                                      \
+#define MXL_READ(op, check, params, ...)                                                                               \
+    extern "C" int32_t op params {                                                                                     \
+        check;                                                                                                         \
+        static auto next = reinterpret_cast<decltype(&op)>(dlsym(RTLD_NEXT, #op));                                     \
+        return next(__VA_ARGS__);                                                                                      \
     }
-MXL_READ(ClnkLib_ListNames, expect_zeroed(__func__, n, cap), (ClnkLib_Name_t* n, uint32_t cap), n, cap)
-MXL_READ(ClnkLib_GetLocalInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_LocalInfo_t* p), h, p)
-MXL_READ(ClnkLib_GetNetInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t n, ClnkLib_NetInfo_t* p),
-         h, n, p)
+MXL_READ(ClnkLib_ListNames, expect_zeroed(__func__, n, cap), (ClnkLib_Name_t * n, uint32_t cap), n, cap)
+MXL_READ(ClnkLib_GetLocalInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_LocalInfo_t* p), h, p)
+MXL_READ(ClnkLib_GetNetInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_NetInfo_t* p), h, n,
+         p)
 MXL_READ(ClnkLib_GetPhyTxProfile, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t* h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyTxProfile_t* p), h, n, t, f, p)
+         (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyTxProfile_t* p), h, n, t, f, p)
 MXL_READ(ClnkLib_GetPhyRxProfile, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t* h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyRxProfile_t* p), h, n, t, f, p)
-MXL_READ(ClnkLib_GetEcbStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_EcbStats_t* p),
-         h, f, p)
-MXL_READ(ClnkLib_GetClnkCfgV2, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_ClnkCfgV2_t* p),
+         (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyRxProfile_t* p), h, n, t, f, p)
+MXL_READ(ClnkLib_GetEcbStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_EcbStats_t* p), h,
+         f, p)
+MXL_READ(ClnkLib_GetClnkCfgV2, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_ClnkCfgV2_t* p),
          h, f, p)
 MXL_READ(ClnkLib_GetClnkCfgV2Params, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t* h, const clnk_param_mask_t* m, ClnkLib_ClnkCfgV2_t* p), h, m, p)
-MXL_READ(ClnkLib_GetPhyMisc, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_PhyMisc_t* p), h, p)
-MXL_READ(ClnkLib_GetCdInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t n, ClnkLib_CdInfo_t* p), h, n,
+         (ClnkLib_Handle_t * h, const clnk_param_mask_t* m, ClnkLib_ClnkCfgV2_t* p), h, m, p)
+MXL_READ(ClnkLib_GetPhyMisc, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_PhyMisc_t* p), h, p)
+MXL_READ(ClnkLib_GetCdInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_CdInfo_t* p), h, n,
          p)
-MXL_READ(ClnkLib_GetDataStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, uint32_t f, ClnkLib_DataStats_t* p),
+MXL_READ(ClnkLib_GetDataStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_DataStats_t* p),
          h, f, p)
-MXL_READ(ClnkLib_GetRlapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_RlapmStaticCfgV2_t* p), h, p)
-MXL_READ(ClnkLib_GetSapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t* h, ClnkLib_SapmStaticCfgV2_t* p), h, p)
+MXL_READ(ClnkLib_GetRlapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_RlapmStaticCfgV2_t* p), h, p)
+MXL_READ(ClnkLib_GetSapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_SapmStaticCfgV2_t* p), h, p)
 // The mesh report zeroes its FMR record once, a refill its bridge table once, and
 // the flow listing keeps its response across attempts: those reads pass unchecked.
-MXL_READ(ClnkLib_GetFmrInfo, (void) 0, (ClnkLib_Handle_t* h, uint32_t m, uint32_t f, ClnkLib_FmrInfo_t* p), h, m, f,
-         p)
+MXL_READ(ClnkLib_GetFmrInfo, (void) 0, (ClnkLib_Handle_t * h, uint32_t m, uint32_t f, ClnkLib_FmrInfo_t* p), h, m, f, p)
 MXL_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, c),
-         (ClnkLib_Handle_t* h, uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p), h, t, f, c, p)
+         (ClnkLib_Handle_t * h, uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p), h, t, f, c, p)
 #undef MXL_READ
 
 namespace {
@@ -418,8 +513,8 @@ protected:
             clnksim::reset();
             sim(s.json);
         }
-        chip_written_ = writes(c.step) ||
-                        std::any_of(c.before.begin(), c.before.end(), [](const Step& b) { return writes(b); });
+        chip_written_ =
+            writes(c.step) || std::any_of(c.before.begin(), c.before.end(), [](const Step& b) { return writes(b); });
         if(c.step.fn != "create-moca-iface") {
             create(s.iface);
         }
@@ -466,10 +561,10 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
     EXPECT_TRUE(k < out.chip.size() && out.chip[k].op == target.op && out.chip[k].rc == rc)
         << "the failure did not hit call " << k;
     switch(e.ret) {
-    case Ret::Untouched: EXPECT_EQ(out.ret, ojson::array({"null", nullptr})); break;
-    case Ret::Filled: EXPECT_EQ(key_names(out), key_names(clean)); break;
-    case Ret::Clean: EXPECT_EQ(out.ret, clean.ret); break;
-    case Ret::False: EXPECT_EQ(out.ret, ojson::array({"bool", false})); break;
+        case Ret::Untouched: EXPECT_EQ(out.ret, ojson::array({"null", nullptr})); break;
+        case Ret::Filled: EXPECT_EQ(key_names(out), key_names(clean)); break;
+        case Ret::Clean: EXPECT_EQ(out.ret, clean.ret); break;
+        case Ret::False: EXPECT_EQ(out.ret, ojson::array({"bool", false})); break;
     }
     if(e.rc == Rc::Fault) {
         expect_stopped(out, k, closes_failed_open(c.step.fn, target.op, nth));
@@ -480,27 +575,28 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
     }
 
     switch(e.next) {
-    case Next::Again: {
-        Outcome again = run(c.step);
-        EXPECT_EQ(again.rc, clean.rc);
-        EXPECT_EQ(again.chip_ops(), clean.chip_ops());
-        EXPECT_EQ(again.ret, clean.ret);
-        break;
-    }
-    case Next::Fresh: {
-        Outcome again = run(c.step);
-        EXPECT_EQ(again.rc, 0);
-        EXPECT_TRUE(again.chip.empty());
-        break;
-    }
-    case Next::Exists: {
-        Outcome cfg = call("retrieve-cfg-info", {{"InternalName", iface}});
-        EXPECT_EQ(cfg.value("Enable"), false);
-        Outcome again = run(c.step);
-        EXPECT_EQ(again.rc, 0);
-        EXPECT_EQ(again.messages(TRACE_LEVEL_NOTICE), strings{"The mxl moca interface '" + iface + "' already exists"});
-        break;
-    }
+        case Next::Again: {
+            Outcome again = run(c.step);
+            EXPECT_EQ(again.rc, clean.rc);
+            EXPECT_EQ(again.chip_ops(), clean.chip_ops());
+            EXPECT_EQ(again.ret, clean.ret);
+            break;
+        }
+        case Next::Fresh: {
+            Outcome again = run(c.step);
+            EXPECT_EQ(again.rc, 0);
+            EXPECT_TRUE(again.chip.empty());
+            break;
+        }
+        case Next::Exists: {
+            Outcome cfg = call("retrieve-cfg-info", {{"InternalName", iface}});
+            EXPECT_EQ(cfg.value("Enable"), false);
+            Outcome again = run(c.step);
+            EXPECT_EQ(again.rc, 0);
+            EXPECT_EQ(again.messages(TRACE_LEVEL_NOTICE),
+                      strings{"The mxl moca interface '" + iface + "' already exists"});
+            break;
+        }
     }
     return true;
 }
@@ -530,20 +626,22 @@ TEST_P(FaultMatrix, EveryChipCallFails) {
 // ---- the flow listing's retry paths ----------------------------------------------------------
 
 // Every flow code the chip can answer, named or not.
-const uint32_t FLOW_CODES[] = {0,  1,  8,  9,  12, 16, 20, 28, 32, 36, 37,  38,  40,  41,  42,  44,  48,
+const uint32_t FLOW_CODES[] = {0,  1,  8,  9,  12, 16, 20, 28, 32, 36, 37, 38,  40,  41,  42,  44,  48,
                                52, 56, 60, 64, 66, 68, 80, 84, 88, 92, 96, 100, 104, 108, 112, 116, 0xFFFFFFFF};
 
 struct FlowCase {
     std::string name;
     ojson fault;
-    int extra_lists;       // ClnkLib_ListFlows calls beyond the clean listing's
-    int extra_queries;     // ClnkLib_QueryFlow calls beyond the clean listing's
+    int extra_lists;   // ClnkLib_ListFlows calls beyond the clean listing's
+    int extra_queries; // ClnkLib_QueryFlow calls beyond the clean listing's
     strings errors;
-    bool node0_dropped;    // node 0 (the local node) ends without flows
-    bool completes;        // the listing ends normally: the table is fresh
+    bool node0_dropped; // node 0 (the local node) ends without flows
+    bool completes;     // the listing ends normally: the table is fresh
 };
 
-void PrintTo(const FlowCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const FlowCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 // Node 0 (local, 2 flows), node 1 (34 flows: two batches), node 2 (2 flows).
 std::vector<FlowCase> flow_cases() {
@@ -553,33 +651,67 @@ std::vector<FlowCase> flow_cases() {
         const bool ok = (code == 1);
         // One list answer with this code on the first batch of node 0: success
         // is used, "not PQoS capable" ends the node, everything else is retried.
-        out.push_back({"List" + hex, {{"op", "ClnkLib_ListFlows"}, {"rc", 0}, {"flowCode", code}},
-                       (ok || code == 12) ? 0 : 1, 0, {}, code == 12, true});
+        out.push_back({"List" + hex,
+                       {{"op", "ClnkLib_ListFlows"}, {"rc", 0}, {"flowCode", code}},
+                       (ok || code == 12) ? 0 : 1,
+                       0,
+                       {},
+                       code == 12,
+                       true});
         // One query answer with this code: anything but success is asked again.
-        out.push_back({"Query" + hex, {{"op", "ClnkLib_QueryFlow"}, {"rc", 0}, {"flowCode", code}}, 0, ok ? 0 : 1, {},
-                       false, true});
+        out.push_back({"Query" + hex,
+                       {{"op", "ClnkLib_QueryFlow"}, {"rc", 0}, {"flowCode", code}},
+                       0,
+                       ok ? 0 : 1,
+                       {},
+                       false,
+                       true});
     }
     const strings list_spent = {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"};
-    out.push_back({"ListFailsFiveTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 5}, {"rc", -7}}, 5, 0, {}, false, true});
-    out.push_back({"ListFailsSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", -7}}, 5, 0, list_spent,
-                   true, true});
-    out.push_back({"ListTimesOutSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}}, 5,
-                   0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
+    out.push_back(
+        {"ListFailsFiveTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 5}, {"rc", -7}}, 5, 0, {}, false, true});
+    out.push_back(
+        {"ListFailsSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", -7}}, 5, 0, list_spent, true, true});
+    out.push_back({"ListTimesOutSixTimes",
+                   {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}},
+                   5,
+                   0,
+                   {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"},
+                   true,
+                   true});
     // Ids in an answer that is not a success are never used.
-    out.push_back({"ListTimesOutSixTimesWithIds",
-                   {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8},
-                    {"set", {{"numReturnedFlowIds", 2}}}},
-                   5, 0, {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"}, true, true});
-    out.push_back({"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
-    out.push_back({"QueryFailsSixTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}}, 0, 0,
-                   {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false});
+    out.push_back(
+        {"ListTimesOutSixTimesWithIds",
+         {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}, {"set", {{"numReturnedFlowIds", 2}}}},
+         5,
+         0,
+         {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"},
+         true,
+         true});
+    out.push_back(
+        {"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
+    out.push_back({"QueryFailsSixTimes",
+                   {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}},
+                   0,
+                   0,
+                   {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"},
+                   false,
+                   false});
     // The change counter moves: between node 1's two batches the node ends
     // (its first 32 ids are kept); a node listed in one batch has nothing to compare.
     out.push_back({"ChangedBetweenBatches",
-                   {{"op", "ClnkLib_ListFlows"}, {"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}}, 0, 0,
-                   {"Detected flows changed in mid op, 3 != 4, aborting."}, false, true});
+                   {{"op", "ClnkLib_ListFlows"}, {"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}},
+                   0,
+                   0,
+                   {"Detected flows changed in mid op, 3 != 4, aborting."},
+                   false,
+                   true});
     out.push_back({"ChangedOnAnOnlyBatch",
-                   {{"op", "ClnkLib_ListFlows"}, {"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}}, 0, 0, {}, false,
+                   {{"op", "ClnkLib_ListFlows"}, {"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}},
+                   0,
+                   0,
+                   {},
+                   false,
                    true});
     return out;
 }

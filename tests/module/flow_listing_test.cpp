@@ -25,14 +25,15 @@ ojson network() {
                                        {"flows", {{"flowUpdateCount", 5}, {"list", list}}}};
     }
     ojson local = {{"nodeId", 0}, {"linkStatus", 1}, {"activeNodeBitmask", 3}};
-    return {{"interfaces", {{"moca0", {{"present", true}, {"openable", true}, {"started", true},
-                                       {"localInfo", local}, {"nodes", nodes}}}}}};
+    return {{"interfaces",
+             {{"moca0",
+               {{"present", true}, {"openable", true}, {"started", true}, {"localInfo", local}, {"nodes", nodes}}}}}};
 }
 
 // The answer line of a list request.
 std::string answer(int rc, const char* code, uint32_t count, uint32_t total, uint32_t returned) {
-    return "  -->  retval:" + std::to_string(rc) + " .flowCode:" + code + ", .flowUpdateCount:" +
-           std::to_string(count) + " .totalFlowIdCount:" + std::to_string(total) +
+    return "  -->  retval:" + std::to_string(rc) + " .flowCode:" + code +
+           ", .flowUpdateCount:" + std::to_string(count) + " .totalFlowIdCount:" + std::to_string(total) +
            " .numReturnedFlowIds:" + std::to_string(returned);
 }
 
@@ -58,11 +59,13 @@ strings operator+(strings a, const strings& b) {
 struct ListingCase {
     const char* name;
     std::vector<ojson> faults;
-    strings lines;      // node 0's retry lines (info, starting with a blank), query traces left out
+    strings lines; // node 0's retry lines (info, starting with a blank), query traces left out
     strings errors;
 };
 
-void PrintTo(const ListingCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const ListingCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class FlowListingLines : public ModuleTest, public ::testing::WithParamInterface<ListingCase> {};
 
@@ -101,37 +104,46 @@ ojson list_fault(uint32_t skip, uint32_t times, int rc, uint32_t code = 0) {
 }
 
 std::string query_left(int left) {
-    return " Unexpected fail: last retval:0 flowCode:0x20 (FLOWCODE_NO_SUCH_FLOW): " + std::to_string(left) + " left...";
+    return " Unexpected fail: last retval:0 flowCode:0x20 (FLOWCODE_NO_SUCH_FLOW): " + std::to_string(left) +
+           " left...";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Flows, FlowListingLines,
-    ::testing::Values(
-        ListingCase{"FirstBatchSpent", {list_fault(0, 6, -77)}, unanswered(UNANSWERED_FIRST, 6, 1),
-                    {"6 retries exausted. retval:-77 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}},
-        ListingCase{"FirstBatchAnsweredAtLast", {list_fault(0, 5, -77)},
-                    unanswered(UNANSWERED_FIRST, 6, 2) + strings{FIRST_OK, answer(0, "FLOWCODE_SUCCESS(0x1)", 5, 34, 2)},
-                    {}},
-        ListingCase{"LaterBatchSpent", {list_fault(1, 6, -77)},
-                    strings{FIRST_OK} + unanswered(UNANSWERED_LATER, 6, 1),
-                    {"6 retries exausted. retval:-77 flowCode:0x1 (FLOWCODE_SUCCESS)"}},
-        ListingCase{"LaterBatchTimeoutThenSpent", {list_fault(1, 1, 0, 8), list_fault(2, 5, -77)},
-                    strings{FIRST_OK, answer(0, "FLOWCODE_TIMEOUT(0x8)", 5, 34, 0),
-                            "  List timeout, flowCode 0x8 (FLOWCODE_TIMEOUT)"} +
-                        unanswered(answer(-77, "FLOWCODE_TIMEOUT(0x8)", 5, 34, 0), 5, 1),
-                    {"6 retries exausted. retval:-77 flowCode:0x8 (FLOWCODE_TIMEOUT)"}},
-        ListingCase{"FirstBatchFailCode", {list_fault(0, 1, 0, 16)},
-                    {answer(0, "FLOWCODE_UNKNOWN(0x10)", 5, 34, 0), "  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)",
-                     FIRST_OK, answer(0, "FLOWCODE_SUCCESS(0x1)", 5, 34, 2)},
-                    {}},
-        ListingCase{"ChangedBetweenBatches",
-                    {{{"op", "ListFlows"}, {"skip", 1}, {"rc", 0}, {"flowUpdateCountDelta", 1}}},
-                    {FIRST_OK, answer(0, "FLOWCODE_SUCCESS(0x1)", 6, 34, 2)},
-                    {"Detected flows changed in mid op, 5 != 6, aborting."}},
-        ListingCase{"QuerySpent", {{{"op", "QueryFlow"}, {"times", 6}, {"rc", 0}, {"flowCode", 32}}},
-                    {FIRST_OK, query_left(5), query_left(4), query_left(3), query_left(2), query_left(1),
-                     query_left(0)},
-                    {"Too many fail- last retval:0 flowCode:0x20 (FLOWCODE_NO_SUCH_FLOW)"}}),
+    ::testing::Values(ListingCase{"FirstBatchSpent",
+                                  {list_fault(0, 6, -77)},
+                                  unanswered(UNANSWERED_FIRST, 6, 1),
+                                  {"6 retries exausted. retval:-77 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}},
+                      ListingCase{"FirstBatchAnsweredAtLast",
+                                  {list_fault(0, 5, -77)},
+                                  unanswered(UNANSWERED_FIRST, 6, 2) +
+                                      strings{FIRST_OK, answer(0, "FLOWCODE_SUCCESS(0x1)", 5, 34, 2)},
+                                  {}},
+                      ListingCase{"LaterBatchSpent",
+                                  {list_fault(1, 6, -77)},
+                                  strings{FIRST_OK} + unanswered(UNANSWERED_LATER, 6, 1),
+                                  {"6 retries exausted. retval:-77 flowCode:0x1 (FLOWCODE_SUCCESS)"}},
+                      ListingCase{"LaterBatchTimeoutThenSpent",
+                                  {list_fault(1, 1, 0, 8), list_fault(2, 5, -77)},
+                                  strings{FIRST_OK, answer(0, "FLOWCODE_TIMEOUT(0x8)", 5, 34, 0),
+                                          "  List timeout, flowCode 0x8 (FLOWCODE_TIMEOUT)"} +
+                                      unanswered(answer(-77, "FLOWCODE_TIMEOUT(0x8)", 5, 34, 0), 5, 1),
+                                  {"6 retries exausted. retval:-77 flowCode:0x8 (FLOWCODE_TIMEOUT)"}},
+                      ListingCase{"FirstBatchFailCode",
+                                  {list_fault(0, 1, 0, 16)},
+                                  {answer(0, "FLOWCODE_UNKNOWN(0x10)", 5, 34, 0),
+                                   "  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)", FIRST_OK,
+                                   answer(0, "FLOWCODE_SUCCESS(0x1)", 5, 34, 2)},
+                                  {}},
+                      ListingCase{"ChangedBetweenBatches",
+                                  {{{"op", "ListFlows"}, {"skip", 1}, {"rc", 0}, {"flowUpdateCountDelta", 1}}},
+                                  {FIRST_OK, answer(0, "FLOWCODE_SUCCESS(0x1)", 6, 34, 2)},
+                                  {"Detected flows changed in mid op, 5 != 6, aborting."}},
+                      ListingCase{"QuerySpent",
+                                  {{{"op", "QueryFlow"}, {"times", 6}, {"rc", 0}, {"flowCode", 32}}},
+                                  {FIRST_OK, query_left(5), query_left(4), query_left(3), query_left(2), query_left(1),
+                                   query_left(0)},
+                                  {"Too many fail- last retval:0 flowCode:0x20 (FLOWCODE_NO_SUCH_FLOW)"}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace

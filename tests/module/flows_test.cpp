@@ -34,10 +34,22 @@ ClnkLib_MacAddr_t flow_addr(uint32_t node, uint32_t k) {
 }
 
 ojson flow(uint32_t node, uint32_t k) {
-    return {{"flowId", flow_id(node, k)}, {"packetDa", "01:00:5E:7F:00:AA"}, {"ingressGuid", guid(node)},
-            {"egressGuid", guid(15)}, {"tPeakDataRateKbps", 20000 + k}, {"tLeaseTimeSec", 60}, {"tBurstSize", 2},
-            {"flowTag", 7}, {"maxLatencyMs", 10}, {"stAvgRatio", 3}, {"flowPer", 4}, {"ingressClass", "0xBEEF"},
-            {"vlanTag", 100}, {"dscpMoca", 46}, {"leaseTimeLeft", 30}, {"dfid", 9}};
+    return {{"flowId", flow_id(node, k)},
+            {"packetDa", "01:00:5E:7F:00:AA"},
+            {"ingressGuid", guid(node)},
+            {"egressGuid", guid(15)},
+            {"tPeakDataRateKbps", 20000 + k},
+            {"tLeaseTimeSec", 60},
+            {"tBurstSize", 2},
+            {"flowTag", 7},
+            {"maxLatencyMs", 10},
+            {"stAvgRatio", 3},
+            {"flowPer", 4},
+            {"ingressClass", "0xBEEF"},
+            {"vlanTag", 100},
+            {"dscpMoca", 46},
+            {"leaseTimeLeft", 30},
+            {"dfid", 9}};
 }
 
 // moca0 with the given active nodes (id -> number of flows), MoCA 2.5 unless `versions` says otherwise.
@@ -52,12 +64,15 @@ ojson network(const std::map<uint32_t, uint32_t>& flows, uint32_t local,
             list.push_back(flow(id, k));
         }
         const auto version = versions.find(id);
-        nodes[std::to_string(id)] = {{"netInfo", {{"guid", guid(id)}, {"mocaVer", version == versions.end() ? "0x25" : version->second}}},
-                                     {"flows", {{"flowUpdateCount", 5}, {"list", list}}}};
+        nodes[std::to_string(id)] = {
+            {"netInfo", {{"guid", guid(id)}, {"mocaVer", version == versions.end() ? "0x25" : version->second}}},
+            {"flows", {{"flowUpdateCount", 5}, {"list", list}}}};
     }
     ojson local_info = {{"nodeId", local}, {"linkStatus", 1}, {"activeNodeBitmask", mask}};
-    return {{"interfaces", {{"moca0", {{"present", true}, {"openable", true}, {"started", true},
-                                       {"localInfo", local_info}, {"nodes", nodes}}}}}};
+    return {
+        {"interfaces",
+         {{"moca0",
+           {{"present", true}, {"openable", true}, {"started", true}, {"localInfo", local_info}, {"nodes", nodes}}}}}};
 }
 
 strings infos_starting(const Outcome& out, const std::string& prefix) {
@@ -120,8 +135,9 @@ protected:
     Outcome qos() { return call("retrieve-qos-info", {{"InternalName", "moca0"}}); }
     Outcome flow_info(uint32_t id) { return call("retrieve-flow-info", {{"InternalName", "moca0"}, {"Id", id}}); }
     void expect_counts(const Outcome& out, uint32_t ingress) {
-        EXPECT_EQ(out.ret, ojson::parse(R"(["htable", {"EgressNumFlows": ["uint32", 0], "IngressNumFlows": ["uint32", )" +
-                                        std::to_string(ingress) + "]}]"));
+        EXPECT_EQ(out.ret,
+                  ojson::parse(R"(["htable", {"EgressNumFlows": ["uint32", 0], "IngressNumFlows": ["uint32", )" +
+                               std::to_string(ingress) + "]}]"));
     }
 };
 
@@ -156,7 +172,8 @@ TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
     EXPECT_EQ(out.chip_ops().back(), "ClnkLib_Close");
     EXPECT_EQ(out.chip[3].args, nlohmann::json::array({guid(0), 0, 32}));
     EXPECT_EQ(infos_starting(out, "moca0: found"),
-              (strings{"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 5", "moca0: found 0 flows on node 7"}));
+              (strings{"moca0: found 2 flows on node 0", "moca0: found 1 flows on node 5",
+                       "moca0: found 0 flows on node 7"}));
     EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{"TotalFlows: 3"});
     EXPECT_TRUE(out.errors().empty());
 
@@ -166,13 +183,23 @@ TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
         EXPECT_TRUE(slot.rc == 0 && slot.chip.empty() && slot.value("FlowID") == slots[id - 1]) << id;
     }
     ojson record = ojson::object();
-    const std::tuple<const char*, const char*, ojson> keys[] = {
-        {"FlowID", "cstring", flow_id(5, 0)}, {"PacketDA", "cstring", "01:00:5e:7f:00:aa"}, {"MaxRate", "uint32", 20000},
-        {"MaxBurstSize", "uint32", 2},        {"LeaseTime", "uint32", 60},                  {"Tag", "uint32", 7},
-        {"LeaseTimeLeft", "uint32", 30},      {"FlowPackets", "uint32", 0},                 {"IngressGuid", "cstring", guid(5)},
-        {"EgressGuid", "cstring", guid(15)},  {"MaximumLatency", "uint32", 10},             {"ShortTermAvgRatio", "uint32", 3},
-        {"FlowPer", "uint32", 4},             {"IngressClassify", "cstring", "beef"},       {"VlanTag", "uint32", 100},
-        {"DscpMoca", "uint32", 46},           {"Dfid", "uint32", 9}};
+    const std::tuple<const char*, const char*, ojson> keys[] = {{"FlowID", "cstring", flow_id(5, 0)},
+                                                                {"PacketDA", "cstring", "01:00:5e:7f:00:aa"},
+                                                                {"MaxRate", "uint32", 20000},
+                                                                {"MaxBurstSize", "uint32", 2},
+                                                                {"LeaseTime", "uint32", 60},
+                                                                {"Tag", "uint32", 7},
+                                                                {"LeaseTimeLeft", "uint32", 30},
+                                                                {"FlowPackets", "uint32", 0},
+                                                                {"IngressGuid", "cstring", guid(5)},
+                                                                {"EgressGuid", "cstring", guid(15)},
+                                                                {"MaximumLatency", "uint32", 10},
+                                                                {"ShortTermAvgRatio", "uint32", 3},
+                                                                {"FlowPer", "uint32", 4},
+                                                                {"IngressClassify", "cstring", "beef"},
+                                                                {"VlanTag", "uint32", 100},
+                                                                {"DscpMoca", "uint32", 46},
+                                                                {"Dfid", "uint32", 9}};
     ojson empty = ojson::object();
     for(const auto& [key, type, value] : keys) {
         record[key] = ojson::array({type, value});
@@ -184,8 +211,8 @@ TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
 
 TEST_F(FlowsTest, EveryNodeFromMoca11OnListsItsFlows) {
     const struct {
-        const char* local_version;   // node 0, the local node, 2 flows
-        const char* other_version;   // node 1, 1 flow
+        const char* local_version; // node 0, the local node, 2 flows
+        const char* other_version; // node 1, 1 flow
         strings found;
         uint32_t ingress;
         const char* total;
@@ -246,13 +273,15 @@ TEST_F(FlowsTest, LinkDownEmptiesTheTableAndCountsAsFresh) {
 struct ListRetryCase {
     const char* name;
     const char* fault;
-    size_t list_calls;          // for both nodes
-    strings retries;            // retry messages in order
+    size_t list_calls; // for both nodes
+    strings retries;   // retry messages in order
     strings errors;
     uint32_t node0_flows;
 };
 
-void PrintTo(const ListRetryCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const ListRetryCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class ListRetryTest : public FlowsTest, public ::testing::WithParamInterface<ListRetryCase> {};
 
@@ -267,11 +296,12 @@ TEST_P(ListRetryTest, FirstNodeBatch) {
     EXPECT_EQ(out.count_op("ClnkLib_ListFlows"), c.list_calls);
     EXPECT_EQ(retry_lines(out), c.retries);
     EXPECT_EQ(out.errors(), c.errors);
-    EXPECT_EQ(infos_starting(out, "moca0: found"), (strings{"moca0: found " + std::to_string(c.node0_flows) +
-                                                            " flows on node 0", "moca0: found 1 flows on node 1"}));
+    EXPECT_EQ(infos_starting(out, "moca0: found"),
+              (strings{"moca0: found " + std::to_string(c.node0_flows) + " flows on node 0",
+                       "moca0: found 1 flows on node 1"}));
     const size_t spins = infos_starting(out, "Timer: Spin for 100ms...").size();
     EXPECT_EQ(infos_starting(out, "Timer: Spin done.").size(), spins);
-    EXPECT_GE(waited, std::chrono::milliseconds(99 * spins));   // a real busy wait, to the millisecond
+    EXPECT_GE(waited, std::chrono::milliseconds(99 * spins)); // a real busy wait, to the millisecond
     EXPECT_EQ(out.handles, 0);
 }
 
@@ -281,21 +311,45 @@ const std::string UNKNOWN_FAIL = "  List fail, flowCode 0x9 ()";
 INSTANTIATE_TEST_SUITE_P(
     Flows, ListRetryTest,
     ::testing::Values(
-        ListRetryCase{"TimeoutTwice", R"({"op":"ListFlows","times":2,"rc":0,"flowCode":8})", 4,
-                      {TIMEOUT_LINE, TIMEOUT_LINE}, {}, 1},
-        ListRetryCase{"NotPqosCapable", R"({"op":"ListFlows","rc":0,"flowCode":12})", 2,
-                      {"  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"}, {}, 0},
-        ListRetryCase{"FailedCodeOnce", R"({"op":"ListFlows","rc":0,"flowCode":16})", 3,
-                      {"  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)"}, {}, 1},
-        ListRetryCase{"CallFailsSixTimes", R"({"op":"ListFlows","times":6,"rc":-3})", 7,
-                      {"  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
-                       "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
-                       "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."},
-                      {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, 0},
-        ListRetryCase{"UnnamedCodeSixTimes", R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})", 7,
-                      strings(6, UNKNOWN_FAIL), {"6 retries exausted. retval:0 flowCode:0x9 ()"}, 0},
-        ListRetryCase{"GuidUnreadable", R"({"op":"GetNetInfo","rc":-3})", 1, {},
-                      {"ClnkLib_GetNetInfo failed on 0 ith rc=-3"}, 0}),
+        ListRetryCase{"TimeoutTwice",
+                      R"({"op":"ListFlows","times":2,"rc":0,"flowCode":8})",
+                      4,
+                      {TIMEOUT_LINE, TIMEOUT_LINE},
+                      {},
+                      1},
+        ListRetryCase{"NotPqosCapable",
+                      R"({"op":"ListFlows","rc":0,"flowCode":12})",
+                      2,
+                      {"  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"},
+                      {},
+                      0},
+        ListRetryCase{"FailedCodeOnce",
+                      R"({"op":"ListFlows","rc":0,"flowCode":16})",
+                      3,
+                      {"  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)"},
+                      {},
+                      1},
+        ListRetryCase{
+            "CallFailsSixTimes",
+            R"({"op":"ListFlows","times":6,"rc":-3})",
+            7,
+            {"  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
+             "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
+             "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."},
+            {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"},
+            0},
+        ListRetryCase{"UnnamedCodeSixTimes",
+                      R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})",
+                      7,
+                      strings(6, UNKNOWN_FAIL),
+                      {"6 retries exausted. retval:0 flowCode:0x9 ()"},
+                      0},
+        ListRetryCase{"GuidUnreadable",
+                      R"({"op":"GetNetInfo","rc":-3})",
+                      1,
+                      {},
+                      {"ClnkLib_GetNetInfo failed on 0 ith rc=-3"},
+                      0}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(FlowsTest, QueryGivingUpAbandonsTheListing) {
@@ -329,7 +383,9 @@ struct BatchCase {
     strings errors;
 };
 
-void PrintTo(const BatchCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const BatchCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class BatchTest : public FlowsTest, public ::testing::WithParamInterface<BatchCase> {};
 
@@ -344,18 +400,19 @@ TEST_P(BatchTest, FortyFlowsOnTheLocalNode) {
     EXPECT_EQ(list_starts(out), (std::vector<uint32_t>{0, 32, 0}));
     EXPECT_EQ(out.count_op("ClnkLib_QueryFlow"), 16u);
     EXPECT_EQ(out.errors(), c.errors);
-    EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING),
-              strings{"moca0: flow table full (16 slots), " + std::to_string(c.counted + 2 - 16) + " flows not stored"});
+    EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING), strings{"moca0: flow table full (16 slots), " +
+                                                         std::to_string(c.counted + 2 - 16) + " flows not stored"});
     EXPECT_EQ(infos_starting(out, "TotalFlows"), strings{"TotalFlows: " + std::to_string(c.counted + 2)});
     EXPECT_EQ(flow_info(16).value("FlowID"), flow_id(0, 15));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Flows, BatchTest,
-    ::testing::Values(BatchCase{"Unchanged", nullptr, 40, {}},
-                      BatchCase{"ChangedBetweenBatches", R"({"op":"ListFlows","skip":1,"rc":0,"flowUpdateCountDelta":1})",
-                                32, {"Detected flows changed in mid op, 5 != 6, aborting."}}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Flows, BatchTest,
+                         ::testing::Values(BatchCase{"Unchanged", nullptr, 40, {}},
+                                           BatchCase{"ChangedBetweenBatches",
+                                                     R"({"op":"ListFlows","skip":1,"rc":0,"flowUpdateCountDelta":1})",
+                                                     32,
+                                                     {"Detected flows changed in mid op, 5 != 6, aborting."}}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(FlowsTest, FailedListingKeepsTheTableAndRetries) {
     start(network({{0, 2}}, 0));
@@ -376,9 +433,9 @@ TEST_F(FlowsTest, FailedListingKeepsTheTableAndRetries) {
 TEST_F(FlowsTest, BatchCountsOutOfRangeStayWithinTheBatch) {
     const struct {
         const char* what;
-        uint32_t flows;                  // on the local node 0
-        ojson set;                       // on every batch answer
-        std::vector<uint32_t> starts;    // of the batch requests
+        uint32_t flows;               // on the local node 0
+        ojson set;                    // on every batch answer
+        std::vector<uint32_t> starts; // of the batch requests
     } cases[] = {
         {"more ids than asked for", 40, {{"numReturnedFlowIds", 1000}}, {0, 32}},
         {"33 ids", 40, {{"numReturnedFlowIds", 33}}, {0, 32}},
@@ -392,7 +449,8 @@ TEST_F(FlowsTest, BatchCountsOutOfRangeStayWithinTheBatch) {
         EXPECT_EQ(out.rc, 0);
         EXPECT_EQ(list_starts(out), c.starts);
         expect_counts(out, c.flows);
-        EXPECT_EQ(infos_starting(out, "moca0: found"), strings{"moca0: found " + std::to_string(c.flows) + " flows on node 0"});
+        EXPECT_EQ(infos_starting(out, "moca0: found"),
+                  strings{"moca0: found " + std::to_string(c.flows) + " flows on node 0"});
         EXPECT_TRUE(out.errors().empty());
         call("destroy-moca-iface", {{"InternalName", "moca0"}});
         clnksim::clear_faults();
@@ -421,15 +479,17 @@ TEST_F(FlowsTest, SpinWaitsHundredMillisecondsOfWallClock) {
     struct SpinCase {
         int64_t start_us;
         uint64_t jump_at;
-        uint64_t reads;   // clock reads of the one busy wait
+        uint64_t reads; // clock reads of the one busy wait
         int64_t step_us = 1000;
     };
     const SpinCase cases[] = {
-        {1000000000000LL, UINT64_MAX, 101}, {1000000950000LL, UINT64_MAX, 101},
-        {1000000999999LL, UINT64_MAX, 101}, {1000000900000LL, UINT64_MAX, 101},
-        {1000000123456LL, 50, 152},   // clock set back an hour while waiting: wait afresh
-        {1000000000000LL, UINT64_MAX, 16, 7000},   // a coarse clock passes the deadline between reads
-        {1000000950000LL, UINT64_MAX, 1001, 100},  // a fine clock, across a second
+        {1000000000000LL, UINT64_MAX, 101},
+        {1000000950000LL, UINT64_MAX, 101},
+        {1000000999999LL, UINT64_MAX, 101},
+        {1000000900000LL, UINT64_MAX, 101},
+        {1000000123456LL, 50, 152},               // clock set back an hour while waiting: wait afresh
+        {1000000000000LL, UINT64_MAX, 16, 7000},  // a coarse clock passes the deadline between reads
+        {1000000950000LL, UINT64_MAX, 1001, 100}, // a fine clock, across a second
     };
     start(network({{0, 1}}, 0));
     for(const SpinCase& c : cases) {

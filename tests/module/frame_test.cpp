@@ -17,7 +17,7 @@ namespace {
 constexpr int FAIL_RC = -7;
 int g_fail_timer_at = 0;
 int g_timer_calls = 0;
-int g_live_timers = 0;           // created and not deleted
+int g_live_timers = 0; // created and not deleted
 bool g_fail_record_alloc = false;
 
 const ojson MOCA0 = ojson::parse(R"({
@@ -33,7 +33,7 @@ struct Row {
     const char* function;
     bool checks_ret;
     bool looks_up;
-    const char* id_msg;    // message for "Id" 0, when the function takes one
+    const char* id_msg; // message for "Id" 0, when the function takes one
 };
 
 // The function table, in registration order.
@@ -101,7 +101,7 @@ extern "C" void amxp_timer_delete(amxp_timer_t** timer) {
     real(timer);
 }
 
-#ifndef __SANITIZE_ADDRESS__   // the sanitizer's allocator must see every block
+#ifndef __SANITIZE_ADDRESS__ // the sanitizer's allocator must see every block
 // A record that cannot be allocated: the module's calloc of one fails once.
 extern "C" void* __libc_calloc(size_t, size_t);
 extern "C" void* calloc(size_t n, size_t size) noexcept {
@@ -178,7 +178,7 @@ TEST_F(FrameTest, NameWithoutRecordIsRefusedByEveryLookup) {
 TEST_F(FrameTest, IndexIsCheckedBeforeTheRecord) {
     struct IdCase {
         const char* function;
-        uint32_t first_bad;    // the smallest Id above the table
+        uint32_t first_bad; // the smallest Id above the table
     };
     const IdCase cases[] = {
         {"retrieve-flow-info", 17}, {"retrieve-rlapm-info", 8065}, {"retrieve-sapm-info", 65},
@@ -209,8 +209,7 @@ TEST_F(FrameTest, CreateTestsTheChipOnce) {
     EXPECT_EQ(out.chip_ops(),
               (std::vector<std::string>{"ClnkLib_OpenByName", "ClnkLib_GetLocalInfo", "ClnkLib_Close"}));
     EXPECT_TRUE(out.errors().empty());
-    EXPECT_EQ(out.messages(TRACE_LEVEL_APP_INFO),
-              std::vector<std::string>{"The interface 'moca0' is enabled at init"});
+    EXPECT_EQ(out.messages(TRACE_LEVEL_APP_INFO), std::vector<std::string>{"The interface 'moca0' is enabled at init"});
     EXPECT_EQ(out.messages(TRACE_LEVEL_NOTICE),
               std::vector<std::string>{"allocated mxl moca info for interface moca0"});
     EXPECT_EQ(out.handles, 0);
@@ -259,7 +258,7 @@ TEST_F(FrameTest, BadNamesCreateNothing) {
 }
 
 TEST_F(FrameTest, FailedTimerRollsTheRecordBack) {
-    const char* const timers[] = {"rlapm_timer", "sapm_timer", "mesh_timer",
+    const char* const timers[] = {"rlapm_timer", "sapm_timer",    "mesh_timer",
                                   "flows_timer", "bridges_timer", "nodes_timer"};
     for(int at = 1; at <= 6; at++) {
         g_timer_calls = 0;
@@ -267,9 +266,9 @@ TEST_F(FrameTest, FailedTimerRollsTheRecordBack) {
         Outcome out = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
         g_fail_timer_at = 0;
         EXPECT_EQ(out.rc, FAIL_RC);
-        EXPECT_EQ(g_live_timers, 0);   // the timers made before the failure are gone
-        EXPECT_EQ(out.errors(), std::vector<std::string>{std::string("Failed to allocate ") + timers[at - 1] +
-                                                         ": " + std::to_string(FAIL_RC)});
+        EXPECT_EQ(g_live_timers, 0); // the timers made before the failure are gone
+        EXPECT_EQ(out.errors(), std::vector<std::string>{std::string("Failed to allocate ") + timers[at - 1] + ": " +
+                                                         std::to_string(FAIL_RC)});
         // nothing is left behind: the name can be created afresh
         EXPECT_EQ(call("retrieve-cfg-info", ojson{{"InternalName", "moca0"}}).errors(),
                   std::vector<std::string>{"Unable to find a mxl iface by name"});
@@ -284,9 +283,8 @@ TEST_F(FrameTest, DestroyRemovesOnlyThatRecord) {
     Outcome out = call("destroy-moca-iface", ojson{{"InternalName", "moca0"}});
     EXPECT_EQ(out.rc, 0);
     EXPECT_TRUE(out.chip.empty());
-    EXPECT_EQ(out.messages(TRACE_LEVEL_NOTICE),
-              (std::vector<std::string>{"moca0:Remove from the list and free memory",
-                                        "deallocating mxl moca info for moca0"}));
+    EXPECT_EQ(out.messages(TRACE_LEVEL_NOTICE), (std::vector<std::string>{"moca0:Remove from the list and free memory",
+                                                                          "deallocating mxl moca info for moca0"}));
     EXPECT_EQ(call("destroy-moca-iface", ojson{{"InternalName", "moca0"}}).rc, -1);
     EXPECT_EQ(call("create-moca-iface", ojson{{"InternalName", "moca1"}}).messages(TRACE_LEVEL_NOTICE),
               std::vector<std::string>{"The mxl moca interface 'moca1' already exists"});
@@ -309,7 +307,7 @@ TEST_F(FrameTest, UnloadWithRecordsFreesEverything) {
     EXPECT_EQ(log[0].msg, "Module stopped");
     EXPECT_EQ(log[1].msg, "deallocating mxl moca info for moca0");
     EXPECT_EQ(log[2].msg, "deallocating mxl moca info for moca1");
-    EXPECT_TRUE(advance(20000).empty());    // no timer of a freed record fires
+    EXPECT_TRUE(advance(20000).empty()); // no timer of a freed record fires
     ASSERT_TRUE(load_module());
     EXPECT_EQ(take_log().at(0).msg, "Module loaded");
     EXPECT_EQ(call("destroy-moca-iface", ojson{{"InternalName", "moca0"}}).rc, -1);
@@ -323,8 +321,9 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
     EXPECT_EQ(info.zone, "korvane");
     EXPECT_EQ(info.mark, "i");
     EXPECT_EQ(info.func, "mxl_iface_destroy");
-    EXPECT_EQ(info.line.rfind("korvane - [i]destroy mxl moca info for name: moca0 - (mxl_iface_destroy@mxl_iface.cpp:", 0),
-              0u);
+    EXPECT_EQ(
+        info.line.rfind("korvane - [i]destroy mxl moca info for name: moca0 - (mxl_iface_destroy@mxl_iface.cpp:", 0),
+        0u);
     const LogLine& error = out.log[1];
     EXPECT_EQ(error.level, TRACE_LEVEL_ERROR);
     EXPECT_EQ(error.zone, "korvane");
@@ -337,7 +336,9 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
 TEST_F(FrameTest, TimersOfAFreedRecordNeverFire) {
     std::string err;
     ASSERT_TRUE(clnksim::patch(nlohmann::json::parse(R"({"interfaces": {"moca0": {"nodes": {"0": {
-        "netInfo": {"guid": "02:00:00:00:00:01"}, "fmr": {"validInfo": 1}}}}}})"), &err)) << err;
+        "netInfo": {"guid": "02:00:00:00:00:01"}, "fmr": {"validInfo": 1}}}}}})"),
+                               &err))
+        << err;
     auto fill = [this] {
         create("moca0");
         for(const char* fn : {"retrieve-node-info", "retrieve-mesh-info", "retrieve-bridge-info", "retrieve-flow-info",
@@ -350,9 +351,9 @@ TEST_F(FrameTest, TimersOfAFreedRecordNeverFire) {
         return std::count_if(log.begin(), log.end(), [](const LogLine& l) { return l.msg == "timer fired"; });
     };
     fill();
-    EXPECT_EQ(fired(advance(10001)), 6);     // all six were running
+    EXPECT_EQ(fired(advance(10001)), 6); // all six were running
     call("destroy-moca-iface", ojson{{"InternalName", "moca0"}});
-    for(uint64_t wait : {0, 5000}) {         // destroyed right after the refills, and half-way
+    for(uint64_t wait : {0, 5000}) { // destroyed right after the refills, and half-way
         SCOPED_TRACE(wait);
         fill();
         advance(wait);

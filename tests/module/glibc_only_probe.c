@@ -6,11 +6,10 @@
 #include <stddef.h>
 #include <stdio.h>
 
-int __vsnprintf_chk(char *s, size_t maxlen, int flag, size_t slen, const char *format, va_list ap);
-unsigned long __isoc23_strtoul(const char *text, char **end, int base);
+int __vsnprintf_chk(char* s, size_t maxlen, int flag, size_t slen, const char* format, va_list ap);
+unsigned long __isoc23_strtoul(const char* text, char** end, int base);
 
-int probe_format(char *buf, size_t len, const char *format, ...)
-{
+int probe_format(char* buf, size_t len, const char* format, ...) {
     va_list ap;
     va_start(ap, format);
     int n = __vsnprintf_chk(buf, len, 1, len, format, ap);
@@ -18,8 +17,7 @@ int probe_format(char *buf, size_t len, const char *format, ...)
     return n;
 }
 
-unsigned long probe_parse(const char *text)
-{
+unsigned long probe_parse(const char* text) {
     unsigned value = 0;
     return sscanf(text, "%x", &value) == 1 ? value : __isoc23_strtoul(text, NULL, 16);
 }

@@ -17,20 +17,32 @@ const std::string CLOSE = "ClnkLib_Close";
 
 // What differs between the two tables, as the host sees it.
 struct Kind {
-    const char* tag;            // scenario key and log tag
+    const char* tag; // scenario key and log tag
     const char* number_fn;
     const char* info_fn;
     const char* number_key;
     std::string read_op;
     std::string size_fn;
-    bool closes_failed_open;    // the counting routine closes a handle whose open failed
-    uint32_t per_row;           // entries per row in use
+    bool closes_failed_open; // the counting routine closes a handle whose open failed
+    uint32_t per_row;        // entries per row in use
 };
 
-const Kind RLAPM{"rlapm", "retrieve-rlapm-number", "retrieve-rlapm-info", "RlapmNumberOfEntries",
-                 "ClnkLib_GetRlapmCfg", "rlapm_table_size", true, 84};
-const Kind SAPM{"sapm", "retrieve-sapm-number", "retrieve-sapm-info", "SapmNumberOfEntries",
-                "ClnkLib_GetSapmCfg", "sapm_table_size", false, 1};
+const Kind RLAPM{"rlapm",
+                 "retrieve-rlapm-number",
+                 "retrieve-rlapm-info",
+                 "RlapmNumberOfEntries",
+                 "ClnkLib_GetRlapmCfg",
+                 "rlapm_table_size",
+                 true,
+                 84};
+const Kind SAPM{"sapm",
+                "retrieve-sapm-number",
+                "retrieve-sapm-info",
+                "SapmNumberOfEntries",
+                "ClnkLib_GetSapmCfg",
+                "sapm_table_size",
+                false,
+                1};
 
 class MarginsTest : public ModuleTest {
 protected:
@@ -50,7 +62,9 @@ protected:
         return out;
     }
     Outcome number(const Kind& k) { return checked(call(k.number_fn, {{"InternalName", "moca0"}})); }
-    Outcome info(const Kind& k, uint32_t id) { return checked(call(k.info_fn, {{"InternalName", "moca0"}, {"Id", id}})); }
+    Outcome info(const Kind& k, uint32_t id) {
+        return checked(call(k.info_fn, {{"InternalName", "moca0"}, {"Id", id}}));
+    }
     // A call that refills reads the configuration twice: once to fill, once to count.
     Outcome refilled(const Kind& k, uint32_t id, uint32_t freq) {
         Outcome out = info(k, id);
@@ -82,11 +96,11 @@ TEST_F(MarginsTest, RlapmIdsWalkProfilesRowsAndLevels) {
         uint32_t profile, freq, garpl, margin;
     };
     const Entry entries[] = {
-        {1, true, 0, 1150, 0, 3},      {2, true, 0, 1150, 1, 60},     {3, true, 0, 1150, 2, 60},
-        {4, true, 0, 1150, 3, 60},     {5, true, 0, 1150, 4, 60},     {6, true, 0, 1150, 5, 0},
-        {84, true, 0, 1150, 65, 0},    {85, true, 0, 1200, 0, 0},     {149, true, 0, 1200, 64, 32},
-        {150, true, 0, 1200, 65, 32},  {151, true, 0, 1200, 65, 33},  {168, true, 0, 1200, 65, 41},
-        {169, true, 3, 1500, 0, 0},    {252, true, 3, 1500, 65, 41},  {253, false, 0, 0, 0, 0},
+        {1, true, 0, 1150, 0, 3},     {2, true, 0, 1150, 1, 60},    {3, true, 0, 1150, 2, 60},
+        {4, true, 0, 1150, 3, 60},    {5, true, 0, 1150, 4, 60},    {6, true, 0, 1150, 5, 0},
+        {84, true, 0, 1150, 65, 0},   {85, true, 0, 1200, 0, 0},    {149, true, 0, 1200, 64, 32},
+        {150, true, 0, 1200, 65, 32}, {151, true, 0, 1200, 65, 33}, {168, true, 0, 1200, 65, 41},
+        {169, true, 3, 1500, 0, 0},   {252, true, 3, 1500, 65, 41}, {253, false, 0, 0, 0, 0},
         {8064, false, 0, 0, 0, 0},
     };
     size_t reads = 0;
@@ -95,14 +109,15 @@ TEST_F(MarginsTest, RlapmIdsWalkProfilesRowsAndLevels) {
         Outcome out = info(RLAPM, e.id);
         reads += out.count_op(RLAPM.read_op);
         EXPECT_EQ(out.rc, 0);
-        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", e.enable}},
-                                                    {"Profile", {"uint32", e.profile}},
-                                                    {"Frequency", {"uint32", e.freq}},
-                                                    {"GlobalAggrRxPwrLevel", {"uint32", e.garpl}},
-                                                    {"PhyMargin", {"uint32", e.margin}},
-                                                    {"Status", {"cstring", e.enable ? "active" : ""}}}}));
+        EXPECT_EQ(out.ret, ojson::array({"htable",
+                                         {{"Enable", {"bool", e.enable}},
+                                          {"Profile", {"uint32", e.profile}},
+                                          {"Frequency", {"uint32", e.freq}},
+                                          {"GlobalAggrRxPwrLevel", {"uint32", e.garpl}},
+                                          {"PhyMargin", {"uint32", e.margin}},
+                                          {"Status", {"cstring", e.enable ? "active" : ""}}}}));
     }
-    EXPECT_EQ(reads, 2u);    // one refill, which counts on a second handle
+    EXPECT_EQ(reads, 2u); // one refill, which counts on a second handle
 }
 
 TEST_F(MarginsTest, SapmRowsGiveOneEntryWithBoundedMarginText) {
@@ -126,23 +141,24 @@ TEST_F(MarginsTest, SapmRowsGiveOneEntryWithBoundedMarginText) {
         uint32_t id;
         uint32_t profile, freq, threshold;
         std::string margin;
-        uint32_t sc_count;    // margin count logged when the entry is built
+        uint32_t sc_count; // margin count logged when the entry is built
     };
     const Entry entries[] = {
-        {1, 2, 1150, 65, "0,59,60,60,60,7", 6}, {2, 9, 1200, 65, "", 0},        {3, 9, 1250, 64, "", 0},
-        {4, 10, 1300, 0, sixties_text, 256},      {5, 10, 1350, 1, tail_text, 256},
+        {1, 2, 1150, 65, "0,59,60,60,60,7", 6}, {2, 9, 1200, 65, "", 0},          {3, 9, 1250, 64, "", 0},
+        {4, 10, 1300, 0, sixties_text, 256},    {5, 10, 1350, 1, tail_text, 256},
     };
     ASSERT_EQ(sixties_text.size(), 767u);
     for(const Entry& e : entries) {
         SCOPED_TRACE(e.id);
         Outcome out = info(SAPM, e.id);
         EXPECT_EQ(out.rc, 0);
-        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", true}},
-                                                    {"Profile", {"uint32", e.profile}},
-                                                    {"Frequency", {"uint32", e.freq}},
-                                                    {"AggrRxPwrLevelThreshold", {"uint32", e.threshold}},
-                                                    {"PhyMargin", {"cstring", e.margin}},
-                                                    {"Status", {"cstring", "active"}}}}));
+        EXPECT_EQ(out.ret, ojson::array({"htable",
+                                         {{"Enable", {"bool", true}},
+                                          {"Profile", {"uint32", e.profile}},
+                                          {"Frequency", {"uint32", e.freq}},
+                                          {"AggrRxPwrLevelThreshold", {"uint32", e.threshold}},
+                                          {"PhyMargin", {"cstring", e.margin}},
+                                          {"Status", {"cstring", "active"}}}}));
         if(e.id == 1) {
             for(const Entry& built : entries) {
                 EXPECT_TRUE(logged(out, "Sapm entry[" + std::to_string(built.id - 1) + "] sc_index_max:" +
@@ -201,11 +217,11 @@ TEST_P(BothTables, EntriesOutliveSmallerTables) {
     sim(scenario);
     EXPECT_EQ(info(k, k.per_row + 1).value("Frequency"), 1200);
 
-    scenario["interfaces"]["moca0"].erase(k.tag);    // no row in use
+    scenario["interfaces"]["moca0"].erase(k.tag); // no row in use
     sim(scenario);
     advance(11000);
     EXPECT_EQ(refilled(k, k.per_row + 1, 1200).value("Enable"), true);
-    EXPECT_TRUE(info(k, 1).chip.empty());    // an empty table is fresh too
+    EXPECT_TRUE(info(k, 1).chip.empty()); // an empty table is fresh too
     EXPECT_EQ(number(k).value(k.number_key), 0);
 }
 
@@ -224,7 +240,9 @@ TEST_P(BothTables, FailedRefillKeepsTheCacheAndRetries) {
     const Case cases[] = {
         {OPEN, 0, {open_err}, {OPEN}, false},
         {k.read_op, 0, {read_err}, {OPEN, k.read_op, CLOSE}, true},
-        {OPEN, 1, {open_err, size_err},
+        {OPEN,
+         1,
+         {open_err, size_err},
          k.closes_failed_open ? strings{OPEN, k.read_op, OPEN, CLOSE, CLOSE} : strings{OPEN, k.read_op, OPEN, CLOSE},
          true},
         {k.read_op, 1, {read_err, size_err}, {OPEN, k.read_op, OPEN, k.read_op, CLOSE, CLOSE}, true},
@@ -258,7 +276,7 @@ TEST_P(BothTables, FailedCountKeepsTheOldNumber) {
     const Kind& k = *GetParam();
     row(k, 0, 0, {{"freq", 1150}});
     sim(scenario);
-    EXPECT_EQ(info(k, 1).rc, 0);    // the refill counts too
+    EXPECT_EQ(info(k, 1).rc, 0); // the refill counts too
     row(k, 1, 0, {{"freq", 1150}});
     sim(scenario);
 
@@ -269,7 +287,8 @@ TEST_P(BothTables, FailedCountKeepsTheOldNumber) {
         strings ops;
     };
     const Case cases[] = {
-        {OPEN, {"moca0: ClnkLib_OpenByName failed with rc=-5", size_err},
+        {OPEN,
+         {"moca0: ClnkLib_OpenByName failed with rc=-5", size_err},
          k.closes_failed_open ? strings{OPEN, CLOSE} : strings{OPEN}},
         {k.read_op, {"moca0: " + k.read_op + " failed with rc=-5", size_err}, {OPEN, k.read_op, CLOSE}},
     };
@@ -307,7 +326,7 @@ TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
     sim(scenario);
     const struct {
         const char* what;
-        uint32_t times;     // reads answered with every row: the fill, then the count
+        uint32_t times; // reads answered with every row: the fill, then the count
     } cases[] = {
         {"every row in use", 2},
         {"every row when filling, one when counting", 1},
@@ -323,7 +342,7 @@ TEST_F(MarginsTest, RlapmRowsOfAFullOrChangingChipStayWithinTheTable) {
         EXPECT_EQ(last.value("Profile"), 15);
         EXPECT_EQ(last.value("Frequency"), 1000 + 6 * 15 + 5);
         EXPECT_EQ(last.value("GlobalAggrRxPwrLevel"), 65);
-        EXPECT_EQ(number(RLAPM).value("RlapmNumberOfEntries"), 84u);   // counted afresh: the scenario's one row
+        EXPECT_EQ(number(RLAPM).value("RlapmNumberOfEntries"), 84u); // counted afresh: the scenario's one row
         EXPECT_EQ(info(RLAPM, 8065).rc, -1);
     }
 }
@@ -358,7 +377,7 @@ TEST_F(MarginsTest, SapmMarginCountFollowsTheStart) {
     sim(scenario);
     const struct {
         ojson scstart;
-        uint32_t count;   // margins taken from the start of the row
+        uint32_t count; // margins taken from the start of the row
     } cases[] = {
         {257, 0}, {"0x7fffffff", 0}, {"-0x80000000", 256}, {-1, 256}, {1, 255}, {255, 1},
     };
@@ -373,7 +392,8 @@ TEST_F(MarginsTest, SapmMarginCountFollowsTheStart) {
         Outcome out = info(SAPM, 1);
         EXPECT_EQ(out.rc, 0);
         EXPECT_EQ(out.value("PhyMargin"), margin);
-        EXPECT_TRUE(logged(out, "Sapm entry[0] sc_index_max:" + std::to_string(c.count) + " MAX_MINI_SAPM_MARGIN_LEN 256"));
+        EXPECT_TRUE(
+            logged(out, "Sapm entry[0] sc_index_max:" + std::to_string(c.count) + " MAX_MINI_SAPM_MARGIN_LEN 256"));
     }
 }
 

@@ -15,9 +15,9 @@ namespace {
 constexpr int RC = -5;
 
 ojson iface(uint32_t local, uint32_t active, ojson nodes = ojson::object(), ojson bridges = ojson::object()) {
-    return {{"present", true}, {"openable", true}, {"started", true},
-            {"localInfo", {{"nodeId", local}, {"linkStatus", 1}, {"activeNodeBitmask", active}}},
-            {"nodes", nodes}, {"bridgeTables", bridges}};
+    return {{"present", true}, {"openable", true},
+            {"started", true}, {"localInfo", {{"nodeId", local}, {"linkStatus", 1}, {"activeNodeBitmask", active}}},
+            {"nodes", nodes},  {"bridgeTables", bridges}};
 }
 
 ojson network(const ojson& moca0) {
@@ -28,8 +28,9 @@ ojson network(const ojson& moca0) {
 ojson node(uint32_t id) {
     std::string mac = "00:00:00:00:00:0" + std::to_string(id);
     return {{"netInfo", {{"guid", mac}, {"mocaVer", "0x20"}}},
-            {"txProfiles", {{"14", {{"txProfileValid", 1}, {"txPhyrate", 100 + id}}},
-                            {"13", {{"txProfileValid", 1}, {"txPhyrate", 200 + id}}}}},
+            {"txProfiles",
+             {{"14", {{"txProfileValid", 1}, {"txPhyrate", 100 + id}}},
+              {"13", {{"txProfileValid", 1}, {"txPhyrate", 200 + id}}}}},
             {"rxProfiles", {{"14", {{"rxProfileValid", 1}}}, {"13", {{"rxProfileValid", 1}, {"rxPhyrate", 300 + id}}}}},
             {"fmr", {{"validInfo", 1}, {"p2p", {{"1", {{"rateNper", 1000 + id}, {"rateVLper", 900 + id}}}}}}}};
 }
@@ -49,15 +50,15 @@ protected:
         ojson moca0 = iface(0, 0xB, {{"0", node(0)}, {"1", node(1)}, {"3", node(3)}, {"5", node(5)}},
                             {{"ucastSrc", {mac_entry("02:00:00:00:00:01", 0), mac_entry("02:00:00:00:00:02", 0)}},
                              {"mcastSrc", {mac_entry("01:00:5e:00:00:01", 0)}},
-                             {"ucastDst", {mac_entry("0a:00:00:00:01:01", 1),
-                                           {{"macAddrHi", "0x0a0b0c0d"}, {"macAddrLoIds", "0x0e0f0003"}},
-                                           mac_entry("0a:00:00:00:01:02", 1)}}});
+                             {"ucastDst",
+                              {mac_entry("0a:00:00:00:01:01", 1),
+                               {{"macAddrHi", "0x0a0b0c0d"}, {"macAddrLoIds", "0x0e0f0003"}},
+                               mac_entry("0a:00:00:00:01:02", 1)}}});
         moca0["localInfo"]["sleepM2NodeBitmask"] = 0x20;
         sim(network(moca0));
         create("moca0");
     }
 };
-
 
 std::vector<ojson> profile_calls(const Outcome& out, uint32_t node) {
     std::vector<ojson> calls;
@@ -99,13 +100,12 @@ std::vector<Outcome> read_failing(const char* function, std::initializer_list<ui
         outs.push_back(call(function, args(id)));
         EXPECT_EQ(outs.back().rc, RC);
         EXPECT_EQ(outs.back().handles, 0);
-        EXPECT_EQ(outs.back().count_op("ClnkLib_OpenByName"), 1u);   // the timer was not started
+        EXPECT_EQ(outs.back().count_op("ClnkLib_OpenByName"), 1u); // the timer was not started
     }
     return outs;
 }
 
 } // namespace
-
 
 // Which profile pairs are read, in order, and which of them the keys come from.
 TEST_F(NetTablesTest, ProfileChoiceByVersionBondingAndValidity) {
@@ -113,21 +113,35 @@ TEST_F(NetTablesTest, ProfileChoiceByVersionBondingAndValidity) {
         const char* what;
         const char* ver;
         uint32_t proto;
-        std::map<int, std::pair<int, int>> valid;    // type -> (txProfileValid, rxProfileValid)
-        std::vector<int> pairs;                       // types read, in order
-        int bcast_tx, bcast_rx, ucast_tx, ucast_rx;   // type whose value lands, 0 for none
+        std::map<int, std::pair<int, int>> valid;   // type -> (txProfileValid, rxProfileValid)
+        std::vector<int> pairs;                     // types read, in order
+        int bcast_tx, bcast_rx, ucast_tx, ucast_rx; // type whose value lands, 0 for none
     };
     const Row rows[] = {
         {"1.1", "0x11", 0, {{8, {1, 1}}, {7, {1, 1}}}, {8, 7}, 8, 8, 7, 7},
         {"1.1 invalid: no fallback", "0x11", 0x200, {{0xe, {1, 1}}, {7, {1, 0}}}, {8, 7}, 0, 0, 7, 0},
         {"2.0", "0x20", 0, {{0xe, {1, 1}}, {0x12, {1, 1}}, {0xd, {1, 1}}}, {0xe, 0xd}, 0xe, 0xe, 0xd, 0xd},
         {"2.0 bonded", "0x20", 0x200, {{0xe, {1, 1}}, {0x12, {1, 1}}}, {0xe, 0x12}, 0xe, 0xe, 0x12, 0x12},
-        {"2.5 bonded, 0x12 rx invalid", "0x25", 0x200, {{0xe, {1, 1}}, {0x12, {1, 0}}, {0xd, {1, 1}}},
-         {0xe, 0x12, 0xd}, 0xe, 0xe, 0xd, 0xd},
+        {"2.5 bonded, 0x12 rx invalid",
+         "0x25",
+         0x200,
+         {{0xe, {1, 1}}, {0x12, {1, 0}}, {0xd, {1, 1}}},
+         {0xe, 0x12, 0xd},
+         0xe,
+         0xe,
+         0xd,
+         0xd},
         {"0xe invalid: 0x8", "0x20", 0, {{0xe, {0, 1}}, {8, {1, 1}}, {0xd, {1, 1}}}, {0xe, 8, 0xd}, 8, 8, 0xd, 0xd},
         {"0xd invalid: 0x7", "0x20", 0, {{0xe, {1, 1}}, {0xd, {1, 0}}, {7, {1, 1}}}, {0xe, 0xd, 7}, 0xe, 0xe, 7, 7},
-        {"none valid: last pair, field by field", "0x20", 0x200, {{8, {0, 1}}, {7, {1, 0}}}, {0xe, 8, 0x12, 0xd, 7},
-         0, 8, 7, 0},
+        {"none valid: last pair, field by field",
+         "0x20",
+         0x200,
+         {{8, {0, 1}}, {7, {1, 0}}},
+         {0xe, 8, 0x12, 0xd, 7},
+         0,
+         8,
+         7,
+         0},
     };
     ojson nodes = ojson::object();
     for(uint32_t id = 1; id <= std::size(rows); id++) {
@@ -137,7 +151,9 @@ TEST_F(NetTablesTest, ProfileChoiceByVersionBondingAndValidity) {
         for(const auto& [type, v] : row.valid) {
             std::string t = std::to_string(type);
             n["txProfiles"][t] = {{"txProfileValid", v.first}, {"txPhyrate", 100 + type}, {"txTpcBackoff", 200 + type}};
-            n["rxProfiles"][t] = {{"rxProfileValid", v.second}, {"rxPhyrate", 300 + type}, {"rxPwrLevel", 400 + type},
+            n["rxProfiles"][t] = {{"rxProfileValid", v.second},
+                                  {"rxPhyrate", 300 + type},
+                                  {"rxPwrLevel", 400 + type},
                                   {"rxChnSnr", 500 + type}};
         }
     }
@@ -173,14 +189,17 @@ TEST_F(NetTablesTest, NodeVersionsAddressesAndCounters) {
         const char* text;
         bool moca25, preferred, bonding;
     };
-    const Row rows[] = {{"0x11", 0x80, "1.2", false, false, false},  {"0x11", 0x180, "1.1", false, false, false},
-                        {"0x10", 0x80, "1.0", false, false, false},  {"0x25", 0x40, "2.5", true, true, false},
+    const Row rows[] = {{"0x11", 0x80, "1.2", false, false, false},
+                        {"0x11", 0x180, "1.1", false, false, false},
+                        {"0x10", 0x80, "1.0", false, false, false},
+                        {"0x25", 0x40, "2.5", true, true, false},
                         {"0x20", 0x200, "2.0", false, false, true}};
     ojson nodes = ojson::object();
     for(uint32_t id = 1; id <= std::size(rows); id++) {
         nodes[std::to_string(id)]["netInfo"] = {{"mocaVer", rows[id - 1].ver}, {"protoSupport", rows[id - 1].proto}};
     }
-    nodes["1"]["netInfo"].update({{"guidHi", "0x00112233"}, {"guidLo", "0x44556677"},
+    nodes["1"]["netInfo"].update({{"guidHi", "0x00112233"},
+                                  {"guidLo", "0x44556677"},
                                   {"txDataFrameGood", "0x0000000500000001"},
                                   {"txDataFrameDropped", "0x0000000700000009"},
                                   {"rxDataFrameGood", "0x0000000300000004"},
@@ -196,22 +215,39 @@ TEST_F(NetTablesTest, NodeVersionsAddressesAndCounters) {
         EXPECT_EQ(out.value("BondingCapable"), rows[id - 1].bonding);
         EXPECT_EQ(out.value("Active"), true);
         EXPECT_EQ(out.value("PowerState"), "m0Active");
-        if(id == 1) {   // the refill: one line per remote node before it is read
+        if(id == 1) { // the refill: one line per remote node before it is read
             const std::vector<std::string> infos = out.messages(TRACE_LEVEL_INFO);
             EXPECT_EQ(std::count(infos.begin(), infos.end(), "Get node info network_node_mask=0x3f"), 5);
         }
     }
     Outcome out = call("retrieve-node-info", args(2));
-    const std::vector<std::pair<std::string, std::string>> keys = {
-        {"MACAddress", "cstring"}, {"NodeID", "uint32"}, {"PreferredNC", "bool"}, {"HighestVersion", "cstring"},
-        {"PHYTxRate", "uint32"}, {"PHYRxRate", "uint32"}, {"TxPowerControlReduction", "uint32"},
-        {"RxPowerLevel", "uint32"}, {"TxBcastRate", "uint32"}, {"RxBcastPowerLevel", "int32"},
-        {"TxPackets", "uint64"}, {"TxDrops", "uint32"}, {"RxPackets", "uint64"}, {"RxCorrected", "uint64"},
-        {"RxErroredAndMissedPackets", "uint32"}, {"BondingCapable", "bool"}, {"QAM256Capable", "bool"},
-        {"PacketAggregationCapability", "uint32"}, {"RxSNR", "uint32"}, {"Active", "bool"},
-        {"SupportedIngressPqosFlows", "uint32"}, {"SupportedEgressPqosFlows", "uint32"}, {"AggregationSize", "uint32"},
-        {"AeNumber", "uint32"}, {"PowerState", "cstring"}, {"PowerStateCapability", "cstring"},
-        {"Moca25PhyCapable", "bool"}};
+    const std::vector<std::pair<std::string, std::string>> keys = {{"MACAddress", "cstring"},
+                                                                   {"NodeID", "uint32"},
+                                                                   {"PreferredNC", "bool"},
+                                                                   {"HighestVersion", "cstring"},
+                                                                   {"PHYTxRate", "uint32"},
+                                                                   {"PHYRxRate", "uint32"},
+                                                                   {"TxPowerControlReduction", "uint32"},
+                                                                   {"RxPowerLevel", "uint32"},
+                                                                   {"TxBcastRate", "uint32"},
+                                                                   {"RxBcastPowerLevel", "int32"},
+                                                                   {"TxPackets", "uint64"},
+                                                                   {"TxDrops", "uint32"},
+                                                                   {"RxPackets", "uint64"},
+                                                                   {"RxCorrected", "uint64"},
+                                                                   {"RxErroredAndMissedPackets", "uint32"},
+                                                                   {"BondingCapable", "bool"},
+                                                                   {"QAM256Capable", "bool"},
+                                                                   {"PacketAggregationCapability", "uint32"},
+                                                                   {"RxSNR", "uint32"},
+                                                                   {"Active", "bool"},
+                                                                   {"SupportedIngressPqosFlows", "uint32"},
+                                                                   {"SupportedEgressPqosFlows", "uint32"},
+                                                                   {"AggregationSize", "uint32"},
+                                                                   {"AeNumber", "uint32"},
+                                                                   {"PowerState", "cstring"},
+                                                                   {"PowerStateCapability", "cstring"},
+                                                                   {"Moca25PhyCapable", "bool"}};
     EXPECT_EQ(out.keys(), keys);
     EXPECT_EQ(out.value("MACAddress"), "00:11:22:33:44:55");
     EXPECT_EQ(out.value("TxPackets"), 0x500000001ull);
@@ -233,7 +269,7 @@ TEST_F(NetTablesTest, LinkDownEmptiesNodesAndMesh) {
     moca0["localInfo"]["linkStatus"] = 0;
     sim(network(moca0));
     create("moca0");
-    for(uint32_t id : {2u, 2u, 16u}) {   // the node table is read again on every call
+    for(uint32_t id : {2u, 2u, 16u}) { // the node table is read again on every call
         Outcome out = call("retrieve-node-info", args(id));
         EXPECT_EQ(out.rc, 0);
         EXPECT_EQ(out.chip_ops(),
@@ -254,8 +290,11 @@ TEST_F(NetTablesTest, LinkDownEmptiesNodesAndMesh) {
 }
 
 TEST_F(NetTablesTest, MeshEntryNumbering) {
-    ojson n0 = {{"fmr", {{"validInfo", 1}, {"p2p", {{"1", {{"rateNper", 1001}, {"rateVLper", 901}}},
-                                                     {"15", {{"rateNper", 1015}, {"rateVLper", 915}}}}}}}};
+    ojson n0 = {
+        {"fmr",
+         {{"validInfo", 1},
+          {"p2p",
+           {{"1", {{"rateNper", 1001}, {"rateVLper", 901}}}, {"15", {{"rateNper", 1015}, {"rateVLper", 915}}}}}}}};
     ojson n1 = {{"fmr", {{"validInfo", 1}, {"p2p", {{"0", {{"rateNper", 1100}, {"rateVLper", 1000}}}}}}}};
     ojson n2 = {{"fmr", {{"validInfo", 0}, {"p2p", {{"0", {{"rateNper", 1200}, {"rateVLper", 1100}}}}}}}};
     sim(network(iface(0, 0x7, {{"0", n0}, {"1", n1}, {"2", n2}})));
@@ -267,8 +306,10 @@ TEST_F(NetTablesTest, MeshEntryNumbering) {
                           Row{17, 1, 0, 1100, 1000}, Row{33, 2, 0, 0, 0}, Row{256, 15, 15, 0, 0}}) {
         Outcome out = call("retrieve-mesh-info", args(row.id));
         SCOPED_TRACE(row.id);
-        EXPECT_EQ(out.ret[1], (ojson{{"TxNodeIndex", {"uint32", row.tx}}, {"RxNodeIndex", {"uint32", row.rx}},
-                                     {"TxRate", {"uint32", row.nper}}, {"TxRateNper", {"uint32", row.nper}},
+        EXPECT_EQ(out.ret[1], (ojson{{"TxNodeIndex", {"uint32", row.tx}},
+                                     {"RxNodeIndex", {"uint32", row.rx}},
+                                     {"TxRate", {"uint32", row.nper}},
+                                     {"TxRateNper", {"uint32", row.nper}},
                                      {"TxRateVlper", {"uint32", row.vlper}}}));
     }
 }
@@ -278,7 +319,7 @@ TEST_F(NetTablesTest, NodeRefreshFailures) {
     const std::string head = "moca0: ClnkLib_";
     struct Row {
         Failure f;
-        int node;   // first node not read; -1: the table is left as it was
+        int node; // first node not read; -1: the table is left as it was
     };
     const Row rows[] = {
         {{"OpenByName", 0, head + "OpenByName failed with rc=-5"}, -1},
@@ -307,7 +348,7 @@ TEST_F(NetTablesTest, MeshRebuildFailures) {
     three_nodes();
     struct Row {
         Failure f;
-        int rebuilt;   // rows of nodes 0, 1, 3 still holding rates; -1: the mesh is left as it was
+        int rebuilt; // rows of nodes 0, 1, 3 still holding rates; -1: the mesh is left as it was
     };
     const Row rows[] = {{{"GetLocalInfo", 0, "moca0: ClnkLib_GetLocalInfo failed with rc=-5"}, -1},
                         {{"GetFmrInfo", 0, "moca0: ClnkLib_GetFmrInfo failed with rc=-5"}, 0},
@@ -334,13 +375,13 @@ TEST_F(NetTablesTest, BridgeListsAndRefreshFailures) {
     three_nodes();
     const std::string local = "02:00:00:00:00:01,02:00:00:00:00:02,01:00:5e:00:00:01";
     const std::string node1 = "0a:00:00:00:01:01,0a:00:00:00:01:02";
-    const std::string node3 = "0a:0b:0c:0d:0e:0f";   // raw words, node id in the low 16 bits
+    const std::string node3 = "0a:0b:0c:0d:0e:0f"; // raw words, node id in the low 16 bits
     Outcome absent = call("retrieve-bridge-info", args(3));
     EXPECT_EQ(absent.ret[1], (ojson{{"NodeIndex", {"uint32", 2}}, {"MACAddresses", {"csv_string", ""}}}));
-    EXPECT_EQ(absent.count_op("ClnkLib_GetBridgeTable"), 4u);   // two for the local node, one per remote node
+    EXPECT_EQ(absent.count_op("ClnkLib_GetBridgeTable"), 4u); // two for the local node, one per remote node
     struct Row {
         Failure f;
-        std::string lists[3];   // nodes 0, 1 and 3
+        std::string lists[3]; // nodes 0, 1 and 3
         uint32_t index[3];
     };
     const std::string bt = "moca0: ClnkLib_GetBridgeTable for ";
@@ -349,7 +390,8 @@ TEST_F(NetTablesTest, BridgeListsAndRefreshFailures) {
         {{"GetLocalInfo", 0, "moca0: ClnkLib_GetLocalInfo failed with rc=-5"}, {local, node1, node3}, {0, 1, 3}},
         {{"GetBridgeTable", 0, bt + "Src Unicast failed with rc=-5"}, {"", "", ""}, {0, 0, 0}},
         {{"GetBridgeTable", 1, bt + "Src multicast failed with rc=-5"},
-         {"02:00:00:00:00:01,02:00:00:00:00:02,", "", ""}, {0, 0, 0}},
+         {"02:00:00:00:00:01,02:00:00:00:00:02,", "", ""},
+         {0, 0, 0}},
         {{"GetBridgeTable", 2, bt + "Dst Unicast failed with rc=-5"}, {local, "", ""}, {0, 1, 0}},
         {{"GetBridgeTable", 3, bt + "Dst Unicast failed with rc=-5"}, {local, node1, ""}, {0, 1, 3}},
     };
@@ -397,7 +439,7 @@ TEST_F(NetTablesTest, BridgeListBounds) {
         sim(network(row.moca0));
         call("destroy-moca-iface", args(1));
         create("moca0");
-        if(row.forced_count != 0) {   // every table read of the refill answers that count
+        if(row.forced_count != 0) { // every table read of the refill answers that count
             fault({{"op", "GetBridgeTable"}, {"rc", 0}, {"times", 3}, {"set", {{"numEntries", row.forced_count}}}});
         }
         Outcome out = call("retrieve-bridge-info", args(row.id));
@@ -418,17 +460,26 @@ TEST_F(NetTablesTest, NodeIdsAboveFifteenFromTheChip) {
     struct Row {
         const char* what;
         ojson fault;
-        uint32_t remote_reads;                    // ClnkLib_GetNetInfo calls of the node refresh
-        std::vector<std::string> node1_macs;      // "MACAddresses" of node 1 ("Id" 2)
+        uint32_t remote_reads;               // ClnkLib_GetNetInfo calls of the node refresh
+        std::vector<std::string> node1_macs; // "MACAddresses" of node 1 ("Id" 2)
     };
     const Row rows[] = {
-        {"mask bits above 15", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"activeNodeBitmask", "0xffff000b"}}}},
-         3, {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
-        {"local node id 40", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"nodeId", 40}}}},
-         4, {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
-        {"bridge entry of node 40", {{"op", "GetBridgeTable"}, {"rc", 0}, {"skip", 2}, {"times", 3},
-                                     {"set", {{"entries.0.nodeId", 40}, {"entries.2.nodeId", "0xffff"}}}},
-         3, {""}},
+        {"mask bits above 15",
+         {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"activeNodeBitmask", "0xffff000b"}}}},
+         3,
+         {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
+        {"local node id 40",
+         {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"nodeId", 40}}}},
+         4,
+         {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
+        {"bridge entry of node 40",
+         {{"op", "GetBridgeTable"},
+          {"rc", 0},
+          {"skip", 2},
+          {"times", 3},
+          {"set", {{"entries.0.nodeId", 40}, {"entries.2.nodeId", "0xffff"}}}},
+         3,
+         {""}},
     };
     for(const Row& row : rows) {
         SCOPED_TRACE(row.what);
@@ -467,7 +518,7 @@ TEST_F(NetTablesTest, EachTableIsReadOncePerWalkAndRefreshedAfterExpiry) {
         }
         EXPECT_EQ(opens, 1u) << function;
     }
-    EXPECT_EQ(fmr, 3u);   // active nodes 0, 1 and 3; node 5 only sleeps
+    EXPECT_EQ(fmr, 3u); // active nodes 0, 1 and 3; node 5 only sleeps
     patch({{"interfaces", {{"moca0", {{"nodes", {{"1", {{"txProfiles", {{"13", {{"txPhyrate", 777}}}}}}}}}}}}}});
     EXPECT_EQ(call("retrieve-node-info", args(2)).value("PHYTxRate"), 201);
     advance(9999);

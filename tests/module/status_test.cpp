@@ -51,7 +51,7 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
     struct Case {
         const char* function;
         strings ops;
-        const char* args;   // of the chip calls, in order
+        const char* args; // of the chip calls, in order
         const char* ret;
     };
     const Case cases[] = {
@@ -114,12 +114,14 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
 TEST_F(StatusTest, DerivedValues) {
     struct Case {
         const char* function;
-        ojson patch;      // on moca0
+        ojson patch; // on moca0
         const char* key;
         ojson expected;
     };
     const ojson v11{{"nodes", {{"1", {{"netInfo", {{"mocaVer", "0x11"}, {"protoSupport", "0x80"}}}}}}}};
-    auto tx = [](int valid) { return ojson{{"nodes", {{"1", {{"txProfiles", {{"14", {{"txProfileValid", valid}}}}}}}}}}; };
+    auto tx = [](int valid) {
+        return ojson{{"nodes", {{"1", {{"txProfiles", {{"14", {{"txProfileValid", valid}}}}}}}}}};
+    };
     auto local = [](const char* field, ojson v) { return ojson{{"localInfo", {{field, v}}}}; };
     auto masks = [](const char* active, const char* m1) {
         return ojson{{"localInfo", {{"activeNodeBitmask", active}, {"sleepM1NodeBitmask", m1}}}};
@@ -129,7 +131,9 @@ TEST_F(StatusTest, DerivedValues) {
     };
     const Case cases[] = {
         {"retrieve-static-info", v11, "HighestVersion", "1.2"},
-        {"retrieve-static-info", {{"nodes", {{"1", {{"netInfo", {{"mocaVer", "0x11"}, {"protoSupport", "0x180"}}}}}}}}, "HighestVersion",
+        {"retrieve-static-info",
+         {{"nodes", {{"1", {{"netInfo", {{"mocaVer", "0x11"}, {"protoSupport", "0x180"}}}}}}}},
+         "HighestVersion",
          "1.1"},
         {"retrieve-static-info", {{"nodes", {{"1", {{"netInfo", {{"mocaVer", "0x20"}}}}}}}}, "HighestVersion", "2.0"},
         {"retrieve-static-info", tx(0), "TxBcastPowerReduction", 0},
@@ -167,12 +171,13 @@ TEST_F(StatusTest, MaxBitRateFollowsTheFirmwareVersion) {
     struct Case {
         const char* firmware;
         int debug15;
-        uint32_t rate;    // 0: the ECB statistics are not read
+        uint32_t rate; // 0: the ECB statistics are not read
     };
     const Case cases[] = {
-        {"1.18.16", 6, 2500}, {"1.18.15", 6, 0},     {"0.99.99", 6, 0},  {"1.19.0", 2, 1000},
-        {"2.0.0", 4, 1000},   {"1.17.200", 6, 0},    {"v1.18.16", 6, 0}, {"", 6, 0},
-        {"1.18.16-rc1+build.7.abcd", 7, 2500},       {"1.130.0", 6, 2500},
+        {"1.18.16", 6, 2500}, {"1.18.15", 6, 0},  {"0.99.99", 6, 0},
+        {"1.19.0", 2, 1000},  {"2.0.0", 4, 1000}, {"1.17.200", 6, 0},
+        {"v1.18.16", 6, 0},   {"", 6, 0},         {"1.18.16-rc1+build.7.abcd", 7, 2500},
+        {"1.130.0", 6, 2500},
     };
     for(const Case& c : cases) {
         SCOPED_TRACE(c.firmware);
@@ -200,7 +205,7 @@ TEST_F(StatusTest, PresenceAndAvailabilityNeedNoRecord) {
     sim(chip);
     struct Case {
         const char* name;
-        const char* opened;   // the name the chip library gets
+        const char* opened; // the name the chip library gets
         bool present;
         bool available;
     };

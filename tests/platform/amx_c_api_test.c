@@ -20,12 +20,13 @@
 
 static int failures = 0;
 
-#define CHECK(cond) do { \
-        if(!(cond)) { \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond); \
-            failures++; \
-        } \
-} while(0)
+#define CHECK(cond)                                                                                                    \
+    do {                                                                                                               \
+        if(!(cond)) {                                                                                                  \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);                                   \
+            failures++;                                                                                                \
+        }                                                                                                              \
+    } while(0)
 
 typedef struct _entry {
     int value;

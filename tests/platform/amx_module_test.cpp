@@ -12,7 +12,7 @@
 
 namespace {
 
-std::string closing_name;   // what the test module's destructor reported
+std::string closing_name; // what the test module's destructor reported
 int closing_calls = 0;
 
 int on_closing(const char* const, amxc_var_t* args, amxc_var_t*) {
@@ -88,7 +88,7 @@ TEST_F(ModuleTest, ConstructorRegistersWithTheObjectBeingOpened) {
     ASSERT_EQ(amxm_so_close(&so), 0);
     EXPECT_EQ(so, nullptr);
     EXPECT_EQ(closing_calls, 1);
-    EXPECT_EQ(closing_name, "tester");   // the destructor saw the object being closed
+    EXPECT_EQ(closing_name, "tester"); // the destructor saw the object being closed
     EXPECT_EQ(amxm_so_close(&alias), -1);
     EXPECT_EQ(amxm_get_so("tester"), nullptr);
 }
@@ -110,7 +110,7 @@ TEST_F(ModuleTest, OpenFailures) {
     EXPECT_EQ(amxm_so_open(&dup, "x", ""), -1);
     EXPECT_EQ(amxm_so_open(&dup, "x", "/nonexistent/lib.so"), -1);
     EXPECT_NE(amxm_so_error(), nullptr);
-    EXPECT_EQ(amxm_so_error(), nullptr);   // reading the message clears it
+    EXPECT_EQ(amxm_so_error(), nullptr); // reading the message clears it
 
     EXPECT_EQ(amxm_close_so("first"), 0);
     EXPECT_EQ(closing_name, "first");
@@ -138,7 +138,7 @@ TEST_F(ModuleTest, ModuleAndFunctionErrorValues) {
     EXPECT_EQ(amxm_module_add_function(observer, "f", self_cb), 0);
     EXPECT_EQ(amxm_execute_function(nullptr, "observer", "f", &args, &ret), 0);
     EXPECT_EQ(amxc_var_constcast(uint32_t, &ret), 11u);
-    EXPECT_EQ(amxm_so_execute_function(nullptr, "observer", "f", &args, &ret), -1);   // NULL so is not "self" here
+    EXPECT_EQ(amxm_so_execute_function(nullptr, "observer", "f", &args, &ret), -1); // NULL so is not "self" here
     EXPECT_EQ(amxm_module_execute_function(observer, "f", &args, nullptr), -1);
     EXPECT_EQ(amxm_module_execute_function(observer, "unknown", &args, &ret), -1);
     EXPECT_EQ(amxm_execute_function("nobody", "observer", "f", &args, &ret), -1);
@@ -165,7 +165,7 @@ TEST_F(ModuleTest, NoDlcloseKeepsTheObjectLoaded) {
     unsetenv("AMXM_NO_DLCLOSE");
     EXPECT_EQ(closing_calls, 0);
     EXPECT_EQ(amxm_get_so("kept"), nullptr);
-    dlclose(handle);   // unload it for the tests that follow
+    dlclose(handle); // unload it for the tests that follow
 }
 
 } // namespace

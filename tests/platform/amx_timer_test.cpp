@@ -36,7 +36,7 @@ protected:
         for(amxp_timer_t*& t : owned) {
             amxp_timer_delete(&t);
         }
-        amxp_timers_check();   // frees the deleted timers
+        amxp_timers_check(); // frees the deleted timers
         timerclock_use_virtual(false);
     }
 
@@ -81,7 +81,7 @@ TEST_F(TimerTest, OneShotWalksThroughItsStates) {
     EXPECT_EQ(timerclock_next_expiry_ms(), 1000);
 
     timerclock_advance_ms(400);
-    EXPECT_EQ(amxp_timer_remaining_time(t), 1000u);   // as of the last calculation
+    EXPECT_EQ(amxp_timer_remaining_time(t), 1000u); // as of the last calculation
     EXPECT_EQ(timerclock_next_expiry_ms(), 600);
     amxp_timers_calculate();
     EXPECT_EQ(amxp_timer_remaining_time(t), 600u);
@@ -91,7 +91,7 @@ TEST_F(TimerTest, OneShotWalksThroughItsStates) {
     EXPECT_EQ(amxp_timer_get_state(t), amxp_timer_expired);
     EXPECT_EQ(amxp_timer_remaining_time(t), 0u);
     EXPECT_EQ(timerclock_next_expiry_ms(), 0);
-    EXPECT_TRUE(fired.names.empty());   // calculate never runs callbacks
+    EXPECT_TRUE(fired.names.empty()); // calculate never runs callbacks
 
     amxp_timers_check();
     EXPECT_EQ(fired.names, std::vector<std::string>{"t"});
@@ -108,13 +108,13 @@ TEST_F(TimerTest, StartStopAndRestart) {
     EXPECT_EQ(amxp_timer_set_interval(nullptr, 10), -1);
     EXPECT_EQ(amxp_timer_get_state(nullptr), amxp_timer_off);
     EXPECT_EQ(amxp_timer_new(nullptr, record, nullptr), -1);
-    EXPECT_EQ(amxp_timer_new(&t, record, nullptr), -1);   // *timer must be NULL
+    EXPECT_EQ(amxp_timer_new(&t, record, nullptr), -1); // *timer must be NULL
 
-    amxp_timer_start(t, 0);   // 0 becomes 1 ms
+    amxp_timer_start(t, 0); // 0 becomes 1 ms
     EXPECT_EQ(amxp_timer_remaining_time(t), 1u);
     amxp_timer_start(t, 500);
     run_for(300);
-    amxp_timer_start(t, 500);   // restarting gives the full timeout again
+    amxp_timer_start(t, 500); // restarting gives the full timeout again
     EXPECT_EQ(amxp_timer_remaining_time(t), 500u);
     run_for(499);
     EXPECT_TRUE(fired.names.empty());
@@ -133,7 +133,7 @@ TEST_F(TimerTest, DeletedRunningTimerNeverFires) {
     amxp_timer_t* alias = doomed;
     amxp_timer_delete(&owned[0]);
     EXPECT_EQ(owned[0], nullptr);
-    EXPECT_EQ(amxp_timer_get_state(alias), amxp_timer_deleted);   // not freed before a check
+    EXPECT_EQ(amxp_timer_get_state(alias), amxp_timer_deleted); // not freed before a check
     EXPECT_EQ(amxp_timer_start(alias, 10), -1);
     EXPECT_EQ(amxp_timer_remaining_time(alias), 0u);
     run_for(500);
@@ -185,16 +185,19 @@ TEST_F(TimerTest, CallbacksMayDeleteAndRestartTimers) {
         int runs = 0;
     };
     Ctx ctx;
-    amxp_timer_new(&ctx.self, [](amxp_timer_t* timer, void* priv) {
-        auto* c = static_cast<Ctx*>(priv);
-        c->runs++;
-        if(c->runs == 1) {
-            amxp_timer_delete(&c->victim);
-            amxp_timer_start(timer, 50);   // re-arm itself
-        } else {
-            amxp_timer_delete(&c->self);
-        }
-    }, &ctx);
+    amxp_timer_new(
+        &ctx.self,
+        [](amxp_timer_t* timer, void* priv) {
+            auto* c = static_cast<Ctx*>(priv);
+            c->runs++;
+            if(c->runs == 1) {
+                amxp_timer_delete(&c->victim);
+                amxp_timer_start(timer, 50); // re-arm itself
+            } else {
+                amxp_timer_delete(&c->self);
+            }
+        },
+        &ctx);
     amxp_timer_new(&ctx.victim, record, const_cast<char*>("victim"));
     amxp_timer_start(ctx.self, 10);
     amxp_timer_start(ctx.victim, 10);

@@ -73,9 +73,10 @@ TEST(VariantGetters, TextConvertsByTheDocumentedRules) {
         SCOPED_TRACE(std::string("text \"") + c.text + "\"");
         for(amxc_var_type_id_t type : {AMXC_VAR_ID_CSTRING, AMXC_VAR_ID_CSV_STRING, AMXC_VAR_ID_SSV_STRING}) {
             Var v;
-            ASSERT_EQ(type == AMXC_VAR_ID_CSTRING ? amxc_var_set(cstring_t, v, c.text)
+            ASSERT_EQ(type == AMXC_VAR_ID_CSTRING      ? amxc_var_set(cstring_t, v, c.text)
                       : type == AMXC_VAR_ID_CSV_STRING ? amxc_var_set(csv_string_t, v, c.text)
-                                                        : amxc_var_set(ssv_string_t, v, c.text), 0);
+                                                       : amxc_var_set(ssv_string_t, v, c.text),
+                      0);
             EXPECT_EQ(amxc_var_dyncast(uint32_t, v), c.u32);
             EXPECT_EQ(amxc_var_dyncast(int32_t, v), c.i32);
             EXPECT_EQ(amxc_var_dyncast(uint64_t, v), c.u64);
@@ -95,7 +96,7 @@ struct SourceCase {
     uint64_t u64;
     uint8_t u8;
     bool b;
-    const char* text;   // nullptr: dyncast to cstring gives NULL
+    const char* text; // nullptr: dyncast to cstring gives NULL
 };
 
 TEST(VariantGetters, NonTextSourcesConvertWithRangeChecks) {
@@ -103,28 +104,32 @@ TEST(VariantGetters, NonTextSourcesConvertWithRangeChecks) {
         {"null", [](amxc_var_t*) {}, 0, 0, 0, 0, false, nullptr},
         {"int32 -5", [](amxc_var_t* v) { amxc_var_set(int32_t, v, -5); }, 5, -5, 5, 5, true, "-5"},
         {"int8 -1", [](amxc_var_t* v) { amxc_var_set(int8_t, v, -1); }, 1, -1, 1, 1, true, "-1"},
-        {"int64 -2^40", [](amxc_var_t* v) { amxc_var_set(int64_t, v, -(int64_t{1} << 40)); },
-         0, 0, uint64_t{1} << 40, 0, true, "-1099511627776"},
-        {"uint32 3e9", [](amxc_var_t* v) { amxc_var_set(uint32_t, v, 3000000000u); },
-         3000000000u, 0, 3000000000u, 0, true, "3000000000"},
-        {"uint64 2^33", [](amxc_var_t* v) { amxc_var_set(uint64_t, v, uint64_t{1} << 33); },
-         0, 0, uint64_t{1} << 33, 0, true, "8589934592"},
+        {"int64 -2^40", [](amxc_var_t* v) { amxc_var_set(int64_t, v, -(int64_t{1} << 40)); }, 0, 0, uint64_t{1} << 40,
+         0, true, "-1099511627776"},
+        {"uint32 3e9", [](amxc_var_t* v) { amxc_var_set(uint32_t, v, 3000000000u); }, 3000000000u, 0, 3000000000u, 0,
+         true, "3000000000"},
+        {"uint64 2^33", [](amxc_var_t* v) { amxc_var_set(uint64_t, v, uint64_t{1} << 33); }, 0, 0, uint64_t{1} << 33, 0,
+         true, "8589934592"},
         {"uint16 300", [](amxc_var_t* v) { amxc_var_set(uint16_t, v, 300); }, 300, 300, 300, 0, true, "300"},
         {"double 1.5", [](amxc_var_t* v) { amxc_var_set(double, v, 1.5); }, 1, 1, 1, 1, true, "1.500000"},
         {"double -2.7", [](amxc_var_t* v) { amxc_var_set(double, v, -2.7); }, 2, -2, 2, 2, true, "-2.700000"},
         {"bool true", [](amxc_var_t* v) { amxc_var_set(bool, v, true); }, 1, 1, 1, 1, true, "true"},
         {"bool false", [](amxc_var_t* v) { amxc_var_set(bool, v, false); }, 0, 0, 0, 0, false, "false"},
-        {"htable of 2", [](amxc_var_t* v) {
+        {"htable of 2",
+         [](amxc_var_t* v) {
              amxc_var_set_type(v, AMXC_VAR_ID_HTABLE);
              amxc_var_add_key(uint32_t, v, "b", 1);
              amxc_var_add_key(cstring_t, v, "a", "x");
-         }, 2, 2, 2, 2, true, "b:1,a:x"},
+         },
+         2, 2, 2, 2, true, "b:1,a:x"},
         {"empty list", [](amxc_var_t* v) { amxc_var_set_type(v, AMXC_VAR_ID_LIST); }, 0, 0, 0, 0, false, ""},
-        {"list", [](amxc_var_t* v) {
+        {"list",
+         [](amxc_var_t* v) {
              amxc_var_set_type(v, AMXC_VAR_ID_LIST);
              amxc_var_add(cstring_t, v, "a");
              amxc_var_add(int32_t, v, 3);
-         }, 2, 2, 2, 2, true, "a,3"},
+         },
+         2, 2, 2, 2, true, "a,3"},
     };
     for(const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -157,7 +162,7 @@ TEST(VariantGetters, ConstcastMatchesTheTypeExactly) {
     EXPECT_EQ(amxc_var_constcast(uint64_t, v), 0u);
     EXPECT_FALSE(amxc_var_constcast(bool, v));
     EXPECT_EQ(amxc_var_constcast(amxc_htable_t, v), nullptr);
-    amxc_var_set_type(v, AMXC_VAR_ID_CSTRING);   // a string type with no buffer yet
+    amxc_var_set_type(v, AMXC_VAR_ID_CSTRING); // a string type with no buffer yet
     EXPECT_STREQ(amxc_var_constcast(cstring_t, v), "");
     EXPECT_EQ(take_text(amxc_var_dyncast(cstring_t, v)), "");
     amxc_var_set_type(v, AMXC_VAR_ID_HTABLE);
@@ -241,8 +246,8 @@ TEST(VariantCompose, TypedAddersStoreTypedChildren) {
     amxc_var_t* list = amxc_var_add_key(amxc_llist_t, table, "list", nullptr);
     amxc_var_add(uint32_t, list, 9);
     const std::pair<const char*, amxc_var_type_id_t> expected[] = {
-        {"s", AMXC_VAR_ID_CSTRING}, {"csv", AMXC_VAR_ID_CSV_STRING}, {"b", AMXC_VAR_ID_BOOL},
-        {"u32", AMXC_VAR_ID_UINT32}, {"i32", AMXC_VAR_ID_INT32}, {"u64", AMXC_VAR_ID_UINT64},
+        {"s", AMXC_VAR_ID_CSTRING},  {"csv", AMXC_VAR_ID_CSV_STRING}, {"b", AMXC_VAR_ID_BOOL},
+        {"u32", AMXC_VAR_ID_UINT32}, {"i32", AMXC_VAR_ID_INT32},      {"u64", AMXC_VAR_ID_UINT64},
         {"list", AMXC_VAR_ID_LIST},
     };
     for(const auto& [key, type] : expected) {
@@ -293,8 +298,8 @@ TEST(VariantCompose, PathsUseKeysThenIndexes) {
     EXPECT_EQ(GETP_UINT32(root, "nodes.0.id"), 3u);
     EXPECT_EQ(GETP_UINT32(root, ".nodes..0.id."), 3u);
     EXPECT_STREQ(GETP_CHAR(root, "nodes.0.'a.b'"), "dotted");
-    EXPECT_STREQ(GETP_CHAR(root, "7"), "seven");               // key before index
-    EXPECT_EQ(GETP_ARG(root, "1"), GET_ARG(root, "7"));         // htable position
+    EXPECT_STREQ(GETP_CHAR(root, "7"), "seven");        // key before index
+    EXPECT_EQ(GETP_ARG(root, "1"), GET_ARG(root, "7")); // htable position
     EXPECT_EQ(amxc_var_get_path(root, "1", AMXC_VAR_FLAG_NO_INDEX), nullptr);
     EXPECT_EQ(GETP_ARG(root, "nodes.1"), nullptr);
     EXPECT_EQ(amxc_var_get_pathf(root, AMXC_VAR_FLAG_DEFAULT, "nodes.%d.id", 0), GETP_ARG(root, "nodes.0.id"));
@@ -367,22 +372,30 @@ TEST(VariantCopy, CompareAcrossTypesAndNulls) {
     const Case cases[] = {
         {"null vs null", [](amxc_var_t*, amxc_var_t*) {}, 0},
         {"null vs value", [](amxc_var_t*, amxc_var_t* b) { amxc_var_set(uint32_t, b, 0); }, -1},
-        {"uint32 vs text", [](amxc_var_t* a, amxc_var_t* b) {
+        {"uint32 vs text",
+         [](amxc_var_t* a, amxc_var_t* b) {
              amxc_var_set(uint32_t, a, 5);
              amxc_var_set(cstring_t, b, "5");
-         }, 0},
-        {"text vs uint32", [](amxc_var_t* a, amxc_var_t* b) {
+         },
+         0},
+        {"text vs uint32",
+         [](amxc_var_t* a, amxc_var_t* b) {
              amxc_var_set(cstring_t, a, "10");
              amxc_var_set(uint32_t, b, 9);
-         }, -1},   // compared as text: "10" < "9"
-        {"int32 vs int64", [](amxc_var_t* a, amxc_var_t* b) {
+         },
+         -1}, // compared as text: "10" < "9"
+        {"int32 vs int64",
+         [](amxc_var_t* a, amxc_var_t* b) {
              amxc_var_set(int32_t, a, -1);
              amxc_var_set(int64_t, b, -2);
-         }, 1},
-        {"empty table vs empty table", [](amxc_var_t* a, amxc_var_t* b) {   // no key buffer to sort
+         },
+         1},
+        {"empty table vs empty table",
+         [](amxc_var_t* a, amxc_var_t* b) { // no key buffer to sort
              amxc_var_set_type(a, AMXC_VAR_ID_HTABLE);
              amxc_var_set_type(b, AMXC_VAR_ID_HTABLE);
-         }, 0},
+         },
+         0},
     };
     for(const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -397,16 +410,11 @@ TEST(VariantCopy, CompareAcrossTypesAndNulls) {
 
 TEST(VariantConvert, CastToAnyDetectsTheType) {
     const std::pair<const char*, amxc_var_type_id_t> cases[] = {
-        {"true", AMXC_VAR_ID_BOOL},
-        {" Off", AMXC_VAR_ID_BOOL},
-        {"-5", AMXC_VAR_ID_INT32},
-        {"-5000000000", AMXC_VAR_ID_INT64},
-        {"12", AMXC_VAR_ID_UINT32},
-        {"5000000000", AMXC_VAR_ID_UINT64},
-        {"1.5", AMXC_VAR_ID_DOUBLE},
-        {"2021-03-04T05:06:07Z", AMXC_VAR_ID_TIMESTAMP},
-        {"tomato", AMXC_VAR_ID_CSTRING},
-        {"", AMXC_VAR_ID_CSTRING},
+        {"true", AMXC_VAR_ID_BOOL},      {" Off", AMXC_VAR_ID_BOOL},
+        {"-5", AMXC_VAR_ID_INT32},       {"-5000000000", AMXC_VAR_ID_INT64},
+        {"12", AMXC_VAR_ID_UINT32},      {"5000000000", AMXC_VAR_ID_UINT64},
+        {"1.5", AMXC_VAR_ID_DOUBLE},     {"2021-03-04T05:06:07Z", AMXC_VAR_ID_TIMESTAMP},
+        {"tomato", AMXC_VAR_ID_CSTRING}, {"", AMXC_VAR_ID_CSTRING},
     };
     for(const auto& [text, type] : cases) {
         Var v;
@@ -422,7 +430,7 @@ TEST(VariantConvert, CastToAnyDetectsTheType) {
     Var bad;
     amxc_var_set(cstring_t, bad, "12x");
     EXPECT_NE(amxc_var_cast(bad, AMXC_VAR_ID_UINT32), 0);
-    EXPECT_STREQ(amxc_var_constcast(cstring_t, bad), "12x");   // unchanged on failure
+    EXPECT_STREQ(amxc_var_constcast(cstring_t, bad), "12x"); // unchanged on failure
     Var dest;
     amxc_var_set(uint32_t, dest, 1);
     EXPECT_NE(amxc_var_convert(dest, bad, AMXC_VAR_ID_INT32), 0);
@@ -441,15 +449,14 @@ TEST(VariantDump, KeysSortedStringsQuoted) {
     FILE* stream = open_memstream(&text, &size);
     ASSERT_EQ(amxc_var_dump_stream(table, stream), 0);
     fclose(stream);
-    EXPECT_EQ(take_text(text),
-              "{\n"
-              "    a = \"x\",\n"
-              "    b = 2,\n"
-              "    c = [\n"
-              "        false,\n"
-              "        <NULL>\n"
-              "    ]\n"
-              "}\n");
+    EXPECT_EQ(take_text(text), "{\n"
+                               "    a = \"x\",\n"
+                               "    b = 2,\n"
+                               "    c = [\n"
+                               "        false,\n"
+                               "        <NULL>\n"
+                               "    ]\n"
+                               "}\n");
 }
 
 } // namespace

@@ -48,7 +48,7 @@ TEST_F(FaultsTest, SkipTimesAndCodeAsArmed) {
         {R"({"op": "GetNetInfo", "skip": 2, "times": 2, "rc": "-0x3"})", {0, 0, -3, -3, 0}},
         {R"({"op": "GetNetInfo", "times": 0})", {0, 0}},
         {R"({"op": "GetNetInfo", "rc": 7})", {7, 0}},
-        {R"({"op": "GetLocalInfo"})", {0, 0}},   // another operation
+        {R"({"op": "GetLocalInfo"})", {0, 0}}, // another operation
     };
     for(const auto& c : cases) {
         clnksim::clear_faults();
@@ -79,11 +79,11 @@ TEST_F(FaultsTest, OpenAndListNamesCanFail) {
     EXPECT_EQ(ClnkLib_OpenByName(&h, "moca0"), -2);
     EXPECT_EQ(clnksim::open_handles(), 0);
     ClnkLib_LocalInfo_t li;
-    EXPECT_LT(ClnkLib_GetLocalInfo(&h, &li), 0);   // the handle did not open
+    EXPECT_LT(ClnkLib_GetLocalInfo(&h, &li), 0); // the handle did not open
     ClnkLib_Close(&h);
 
     arm(R"({"op": "ListNames", "rc": -3})");
-    arm(R"({"op": "ListNames", "skip": 1, "rc": 0})");   // rc 0: the normal answer
+    arm(R"({"op": "ListNames", "skip": 1, "rc": 0})"); // rc 0: the normal answer
     ClnkLib_Name_t names[4];
     EXPECT_EQ(ClnkLib_ListNames(names, 4), -3);
     EXPECT_EQ(ClnkLib_ListNames(names, 4), 1);
@@ -100,11 +100,9 @@ TEST_F(FaultsTest, FlowCodesAndUpdateCount) {
         int32_t rc;
         uint32_t code, update_count, returned;
     } expected[] = {
-        {0, CLNKLIB_FLOWCODE_TIMEOUT, 4, 0},   // a non-success answer carries no ids
-        {0, CLNKLIB_FLOWCODE_TIMEOUT, 4, 0},
-        {0, CLNKLIB_FLOWCODE_SUCCESS, 7, 2},
-        {-1, 0xEEEEEEEE, 0xEEEEEEEE, 0xEEEEEEEE},
-        {0, CLNKLIB_FLOWCODE_SUCCESS, 4, 2},
+        {0, CLNKLIB_FLOWCODE_TIMEOUT, 4, 0}, // a non-success answer carries no ids
+        {0, CLNKLIB_FLOWCODE_TIMEOUT, 4, 0},      {0, CLNKLIB_FLOWCODE_SUCCESS, 7, 2},
+        {-1, 0xEEEEEEEE, 0xEEEEEEEE, 0xEEEEEEEE}, {0, CLNKLIB_FLOWCODE_SUCCESS, 4, 2},
     };
     for(const auto& e : expected) {
         ClnkLib_FlowListRsp_t rsp;
@@ -142,8 +140,10 @@ const struct {
     {R"({"op": "GetNetInf"})", R"(.op: "GetNetInf" is not an operation that can fail)"},
     {R"({"op": 3})", ".op: expected an operation name"},
     {R"({"skip": 1})", ".op: missing"},
-    {R"({"op": "GetNetInfo", "flowCode": 8})", ".flowCode: only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code"},
-    {R"({"op": "QueryFlow", "flowUpdateCountDelta": 1})", ".flowUpdateCountDelta: only ClnkLib_ListFlows reports a flowUpdateCount"},
+    {R"({"op": "GetNetInfo", "flowCode": 8})",
+     ".flowCode: only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code"},
+    {R"({"op": "QueryFlow", "flowUpdateCountDelta": 1})",
+     ".flowUpdateCountDelta: only ClnkLib_ListFlows reports a flowUpdateCount"},
     {R"({"op": "GetNetInfo", "skip": -1})", ".skip: value -1 does not fit a 32-bit unsigned field"},
     {R"({"op": "GetNetInfo", "rc": "minus one"})", R"(.rc: not a number: "minus one")"},
     {R"({"op": "GetNetInfo", "count": 1})", ".count: unknown field"},
@@ -180,7 +180,7 @@ TEST_F(FaultsTest, RefusesFaultsThatCannotHappen) {
     close.op = "ClnkLib_Close";
     EXPECT_FALSE(clnksim::arm_fault(close, &err));
     EXPECT_EQ(err, R"(fault.op: "ClnkLib_Close" is not an operation that can fail)");
-    EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});   // nothing was armed
+    EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0}); // nothing was armed
 }
 
 TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
@@ -201,7 +201,7 @@ TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
     arm(R"({"op": "ListFlows", "rc": 0, "set": {"numReturnedFlowIds": 33, "totalFlowIdCount": 4000000000,
                                                 "returnedFlowId.31": "01:00:5e:00:00:09"}})");
     arm(R"({"op": "GetDataStats", "rc": 0, "set": {"txUcastPkts.15": 7}})");
-    clnksim::Fault fmr;   // the C++ form
+    clnksim::Fault fmr; // the C++ form
     fmr.op = "GetFmrInfo";
     fmr.rc = 0;
     fmr.set = {{"numOfNodes", 17}, {"nodeFmr.2.ofdma.2.ofdmaSubchannels", "0xffff"}};
@@ -224,14 +224,14 @@ TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
     ASSERT_EQ(ClnkLib_GetBridgeTable(&h, CLNK_BRIDGE_UCAST_DST, 0, &n, &table), CLNK_OK);
     EXPECT_EQ(n, 1000u);
     EXPECT_EQ(table.entry[0].macAddrHi, 0u);
-    EXPECT_EQ(table.entry[0].macAddrLoIds, 0x00020001u);   // the address changed, its node id not
-    EXPECT_EQ(table.entry[3].macAddrLoIds, 0xABAB0028u);   // only the node id half is written
+    EXPECT_EQ(table.entry[0].macAddrLoIds, 0x00020001u); // the address changed, its node id not
+    EXPECT_EQ(table.entry[3].macAddrLoIds, 0xABAB0028u); // only the node id half is written
     EXPECT_EQ(table.entry[4].macAddrLoIds, 0xABABABABu);
 
     ClnkLib_NetInfo_t ni{};
     ASSERT_EQ(ClnkLib_GetNetInfo(&h, 1, &ni), CLNK_OK);
     EXPECT_EQ(ni.nodeId, 99u);
-    EXPECT_EQ(ni.txDataFrameGood, simtest::swapped(0x100000002ull));   // a true value, delivered packed
+    EXPECT_EQ(ni.txDataFrameGood, simtest::swapped(0x100000002ull)); // a true value, delivered packed
 
     ClnkLib_SapmStaticCfgV2_t sapm{};
     ASSERT_EQ(ClnkLib_GetSapmCfg(&h, &sapm), CLNK_OK);
@@ -243,7 +243,7 @@ TEST_F(FaultsTest, SetGivesAnswerFieldsAnyValueThatFitsTheirWidth) {
 
     ClnkLib_ClnkCfgV2_t cfg{};
     ASSERT_EQ(ClnkLib_GetClnkCfgV2(&h, 0, &cfg), CLNK_OK);
-    EXPECT_EQ(std::memcmp(cfg.mocaPassword[0], "99999999988888888A", CLNK_PASSWORD_LEN), 0);   // no terminator
+    EXPECT_EQ(std::memcmp(cfg.mocaPassword[0], "99999999988888888A", CLNK_PASSWORD_LEN), 0); // no terminator
     EXPECT_EQ(cfg.tabooMask, 0xffffffu);
 
     ClnkLib_FlowListReq_t req{mac("00:11:22:33:44:55"), 0, 32};
@@ -287,7 +287,7 @@ TEST_F(FaultsTest, ScenarioWithBadFaultsIsRefusedWhole) {
         {with_faults(R"({"op": "GetNetInfo"})"), "faults: expected an array of fault objects"},
         {with_faults(R"([{"op": "GetNetInfo"}])", R"({"colour": 1})"), "interfaces.moca0.colour: unknown field"},
     };
-    for(const auto& bad : kBadFaults) {   // after a good fault, which must not be armed either
+    for(const auto& bad : kBadFaults) { // after a good fault, which must not be armed either
         cases.push_back({with_faults(std::string(R"([{"op": "GetNetInfo"}, )") + bad.fault + "]"),
                          std::string("faults.1") + bad.message});
     }
@@ -317,10 +317,10 @@ TEST_F(FaultsTest, ScenarioFaultsCountFromTheLoad) {
     // The fault armed before stays armed; the scenario's own count from the load.
     EXPECT_EQ(net_info_results(4), (std::vector<int32_t>{0, -5, -1, 0}));
     ClnkLib_Handle_t h;
-    EXPECT_EQ(ClnkLib_OpenByName(&h, "moca0"), -2);   // the second open since the load
+    EXPECT_EQ(ClnkLib_OpenByName(&h, "moca0"), -2); // the second open since the load
     h = open();
     ClnkLib_LocalInfo_t li{};
-    EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), -7);    // array order: the first armed decides
+    EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), -7); // array order: the first armed decides
     EXPECT_EQ(ClnkLib_GetLocalInfo(&h, &li), 0);
     ClnkLib_Close(&h);
 }
@@ -329,7 +329,8 @@ TEST_F(FaultsTest, PatchArmsItsFaultsAndMergesTheRest) {
     std::string err;
     ASSERT_TRUE(clnksim::patch(json::parse(R"({"faults": [{"op": "GetNetInfo", "skip": 1, "rc": "-0x4"}],
                                                "interfaces": {"moca0": {"localInfo": {"nodeId": 3}}}})"),
-                               &err)) << err;
+                               &err))
+        << err;
     const json s = clnksim::state();
     EXPECT_FALSE(s.contains("faults"));
     EXPECT_EQ(s["interfaces"]["moca0"]["localInfo"]["nodeId"], 3);
@@ -347,4 +348,4 @@ TEST_F(FaultsTest, ReloadKeepsFaultsAndResetDisarms) {
     EXPECT_EQ(net_info_results(1), std::vector<int32_t>{0});
 }
 
-}  // namespace
+} // namespace

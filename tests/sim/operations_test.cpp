@@ -24,15 +24,20 @@ TEST_F(OperationsTest, OpenSucceedsOnlyForPresentOpenableInterfaces) {
     struct Case {
         const char* name;
         int32_t rc;
-    } cases[] = {{"moca0", CLNK_OK},           {"moca1", CLNK_ERR_NO_DEVICE}, {"moca2", CLNK_ERR_NO_DEVICE},
-                 {"moca3", CLNK_ERR_NO_DEVICE}, {"moca", CLNK_ERR_NO_DEVICE},  {"moca00", CLNK_ERR_NO_DEVICE},
-                 {"", CLNK_ERR_NO_DEVICE},      {nullptr, CLNK_ERR_BAD_PARAM}};
+    } cases[] = {{"moca0", CLNK_OK},
+                 {"moca1", CLNK_ERR_NO_DEVICE},
+                 {"moca2", CLNK_ERR_NO_DEVICE},
+                 {"moca3", CLNK_ERR_NO_DEVICE},
+                 {"moca", CLNK_ERR_NO_DEVICE},
+                 {"moca00", CLNK_ERR_NO_DEVICE},
+                 {"", CLNK_ERR_NO_DEVICE},
+                 {nullptr, CLNK_ERR_BAD_PARAM}};
     for(const auto& c : cases) {
         ClnkLib_Handle_t h;
-        std::memset(&h, 0xA5, sizeof h);   // as a stack handle would be
+        std::memset(&h, 0xA5, sizeof h); // as a stack handle would be
         EXPECT_EQ(ClnkLib_OpenByName(&h, c.name), c.rc) << (c.name ? c.name : "NULL");
         EXPECT_EQ(clnksim::open_handles(), c.rc == CLNK_OK ? 1 : 0);
-        ClnkLib_Close(&h);   // harmless after a failed open
+        ClnkLib_Close(&h); // harmless after a failed open
         EXPECT_EQ(clnksim::open_handles(), 0);
     }
     EXPECT_EQ(ClnkLib_OpenByName(nullptr, "moca0"), CLNK_ERR_BAD_PARAM);
@@ -42,16 +47,16 @@ TEST_F(OperationsTest, OpenSucceedsOnlyForPresentOpenableInterfaces) {
 TEST_F(OperationsTest, HandlesAreCountedAndDeadHandlesRefused) {
     load(iface());
     ClnkLib_Handle_t a = open();
-    ClnkLib_Handle_t b = open();   // a second handle on the same interface
+    ClnkLib_Handle_t b = open(); // a second handle on the same interface
     EXPECT_EQ(clnksim::open_handles(), 2);
     ClnkLib_Handle_t copy = a;
     ClnkLib_Close(&a);
     ClnkLib_Close(&a);
     ClnkLib_LocalInfo_t li{};
     EXPECT_EQ(ClnkLib_GetLocalInfo(&a, &li), CLNK_ERR_BAD_PARAM);
-    EXPECT_EQ(ClnkLib_GetLocalInfo(&copy, &li), CLNK_ERR_BAD_PARAM);   // a stale copy is dead too
+    EXPECT_EQ(ClnkLib_GetLocalInfo(&copy, &li), CLNK_ERR_BAD_PARAM); // a stale copy is dead too
     EXPECT_EQ(clnksim::open_handles(), 1);
-    std::string err;   // the interface vanishing under an open handle
+    std::string err; // the interface vanishing under an open handle
     ASSERT_TRUE(clnksim::patch(json::parse(R"({"interfaces": {"moca0": {"present": false}}})"), &err)) << err;
     EXPECT_EQ(ClnkLib_GetLocalInfo(&b, &li), CLNK_ERR_NO_DEVICE);
     ClnkLib_Close(&b);
@@ -67,8 +72,8 @@ TEST_F(OperationsTest, CountersAddressesAndTextArePackedAsTheChipPacksThem) {
     ClnkLib_Handle_t h = open();
     ClnkLib_LocalInfo_t li{};
     ASSERT_EQ(ClnkLib_GetLocalInfo(&h, &li), CLNK_OK);
-    EXPECT_EQ(li.socVersionStr[0], 0x4d584c2du);   // "MXL-"
-    EXPECT_EQ(li.socVersionStr[5], 0x642d3737u);   // "d-77": all 24 characters, no terminator
+    EXPECT_EQ(li.socVersionStr[0], 0x4d584c2du); // "MXL-"
+    EXPECT_EQ(li.socVersionStr[5], 0x642d3737u); // "d-77": all 24 characters, no terminator
     EXPECT_EQ(li.macAddrHi, 0x0a0b0c0du);
     EXPECT_EQ(li.macAddrLo, 0x0e0f0000u);
 
@@ -105,7 +110,7 @@ TEST_F(OperationsTest, NodeReadsLinkStateAndAbsentNodes) {
     ClnkLib_CdInfo_t cd;
     ClnkLib_NetInfo_t ni;
     std::memset(&tx, 0xFF, sizeof tx);
-    EXPECT_EQ(ClnkLib_GetPhyTxProfile(&h, 1, 0x12, 0, &tx), CLNK_OK);   // a profile the node lacks
+    EXPECT_EQ(ClnkLib_GetPhyTxProfile(&h, 1, 0x12, 0, &tx), CLNK_OK); // a profile the node lacks
     EXPECT_EQ(tx.txProfileValid, 0u);
     EXPECT_EQ(tx.txPhyrate, 0u);
     for(uint32_t absent : {0u, 3u, 16u, 0xFFFFFFFFu}) {
@@ -119,7 +124,7 @@ TEST_F(OperationsTest, NodeReadsLinkStateAndAbsentNodes) {
     ClnkLib_LocalInfo_t li{};
     ASSERT_EQ(ClnkLib_Stop(&h), CLNK_OK);
     ASSERT_EQ(ClnkLib_GetLocalInfo(&h, &li), CLNK_OK);
-    EXPECT_EQ(li.linkStatus, 0u);   // a stopped chip has its link down
+    EXPECT_EQ(li.linkStatus, 0u); // a stopped chip has its link down
     EXPECT_EQ(li.nodeId, 2u);
     EXPECT_EQ(clnksim::state()["interfaces"]["moca0"]["started"], false);
     ASSERT_EQ(ClnkLib_Start(&h), CLNK_OK);
@@ -138,14 +143,14 @@ struct Option {
 };
 
 #define COPY(F) [](const ClnkLib_ClnkCfgV2_t& from, ClnkLib_ClnkCfgV2_t& to) { to.F = from.F; }
-#define COPY_PW(SLOT)                                                                               \
-    [](const ClnkLib_ClnkCfgV2_t& from, ClnkLib_ClnkCfgV2_t& to) {                                   \
-        std::memcpy(to.mocaPassword[SLOT], from.mocaPassword[SLOT], CLNK_PASSWORD_LEN);              \
+#define COPY_PW(SLOT)                                                                                                  \
+    [](const ClnkLib_ClnkCfgV2_t& from, ClnkLib_ClnkCfgV2_t& to) {                                                     \
+        std::memcpy(to.mocaPassword[SLOT], from.mocaPassword[SLOT], CLNK_PASSWORD_LEN);                                \
     }
-#define SET_PW(SLOT)                                                                                \
-    [](ClnkLib_ClnkCfgV2_t& c) {                                                                    \
-        std::memset(c.mocaPassword[SLOT], 0, CLNK_PASSWORD_LEN);                                     \
-        std::memcpy(c.mocaPassword[SLOT], "123456789012", 12);                                       \
+#define SET_PW(SLOT)                                                                                                   \
+    [](ClnkLib_ClnkCfgV2_t& c) {                                                                                       \
+        std::memset(c.mocaPassword[SLOT], 0, CLNK_PASSWORD_LEN);                                                       \
+        std::memcpy(c.mocaPassword[SLOT], "123456789012", 12);                                                         \
     }
 
 const Option kOptions[] = {
@@ -155,8 +160,13 @@ const Option kOptions[] = {
     {"preferred NC", OPT_PREFER_NC_MODE, [](ClnkLib_ClnkCfgV2_t& c) { c.preferredNcMode = 0; }, COPY(preferredNcMode)},
     {"security", OPT_SECURITY_MODE, [](ClnkLib_ClnkCfgV2_t& c) { c.securityMode = 0; }, COPY(securityMode)},
     {"security E", OPT_SECURITY_MODE_E, [](ClnkLib_ClnkCfgV2_t& c) { c.securityMode = 0; }, COPY(securityMode)},
-    {"security custom", OPT_SECURITY_MODE_CUSTOM, [](ClnkLib_ClnkCfgV2_t& c) { c.securityMode = 2; }, COPY(securityMode)},
-    {"taboo", OPT_TABOO_MASK, [](ClnkLib_ClnkCfgV2_t& c) { c.tabooMask = 0x00ff00; c.tabooOffset = 9; },
+    {"security custom", OPT_SECURITY_MODE_CUSTOM, [](ClnkLib_ClnkCfgV2_t& c) { c.securityMode = 2; },
+     COPY(securityMode)},
+    {"taboo", OPT_TABOO_MASK,
+     [](ClnkLib_ClnkCfgV2_t& c) {
+         c.tabooMask = 0x00ff00;
+         c.tabooOffset = 9;
+     },
      [](const ClnkLib_ClnkCfgV2_t& from, ClnkLib_ClnkCfgV2_t& to) {
          to.tabooMask = from.tabooMask;
          to.tabooOffset = from.tabooOffset;
@@ -164,7 +174,8 @@ const Option kOptions[] = {
     {"beacon power", OPT_BEACON_TX_POW, [](ClnkLib_ClnkCfgV2_t& c) { c.beaconTxPwr = 1; }, COPY(beaconTxPwr)},
     {"max power", OPT_MAX_TX_POW, [](ClnkLib_ClnkCfgV2_t& c) { c.maxTxPwr = 44; }, COPY(maxTxPwr)},
     {"target 50", OPT_TARGETP2PRATE50, [](ClnkLib_ClnkCfgV2_t& c) { c.tgtP2p50Rate = 500; }, COPY(tgtP2p50Rate)},
-    {"target NPER", OPT_TARGETP2PRATENPER, [](ClnkLib_ClnkCfgV2_t& c) { c.tgtP2pNperRate = 650; }, COPY(tgtP2pNperRate)},
+    {"target NPER", OPT_TARGETP2PRATENPER, [](ClnkLib_ClnkCfgV2_t& c) { c.tgtP2pNperRate = 650; },
+     COPY(tgtP2pNperRate)},
 };
 
 bool same_bytes(const void* a, const void* b, size_t n) {
@@ -184,7 +195,7 @@ TEST_F(OperationsTest, MaskedReadFillsOnlyTheMaskedOptions) {
     ASSERT_EQ(ClnkLib_GetClnkCfgV2(&h, 0, &chip), CLNK_OK);
     for(const auto& opt : kOptions) {
         ClnkLib_ClnkCfgV2_t mine;
-        std::memset(&mine, 0x5A, sizeof mine);   // whatever the caller had
+        std::memset(&mine, 0x5A, sizeof mine); // whatever the caller had
         opt.set(mine);
         ClnkLib_ClnkCfgV2_t expected = mine;
         opt.copy(chip, expected);
@@ -202,7 +213,7 @@ TEST_F(OperationsTest, MaskedWriteChangesOnlyTheMaskedOptions) {
         ClnkLib_Handle_t h = open();
         ClnkLib_ClnkCfgV2_t chip{};
         ASSERT_EQ(ClnkLib_GetClnkCfgV2(&h, 0, &chip), CLNK_OK);
-        ClnkLib_ClnkCfgV2_t wanted{};   // zeros everywhere but the option: none of them may leak
+        ClnkLib_ClnkCfgV2_t wanted{}; // zeros everywhere but the option: none of them may leak
         opt.set(wanted);
         ClnkLib_ClnkCfgV2_t expected = chip;
         opt.copy(wanted, expected);
@@ -230,9 +241,9 @@ TEST_F(OperationsTest, FmrFillsOnlyTheNodesAsked) {
     EXPECT_EQ(fmr->nodeMask, 4u);
     EXPECT_EQ(fmr->nodeFmr[2].validInfo, 1u);
     EXPECT_EQ(fmr->nodeFmr[2].p2p[0].rateNper, 1372u);
-    EXPECT_EQ(fmr->nodeFmr[0].validInfo, 0xEEEEEEEEu);   // not asked for: untouched
+    EXPECT_EQ(fmr->nodeFmr[0].validInfo, 0xEEEEEEEEu); // not asked for: untouched
     ASSERT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 3, 2, fmr.get()), CLNK_OK);
-    EXPECT_EQ(fmr->nodeFmr[3].validInfo, 0u);            // a node without FMR data
+    EXPECT_EQ(fmr->nodeFmr[3].validInfo, 0u); // a node without FMR data
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 5, 2, fmr.get()), CLNK_ERR_NO_NODE);
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 0, 2, fmr.get()), CLNK_ERR_BAD_PARAM);
     EXPECT_EQ(ClnkLib_GetFmrInfo(&h, 1u << 16, 2, fmr.get()), CLNK_ERR_BAD_PARAM);
@@ -270,11 +281,11 @@ TEST_F(OperationsTest, FlowListsComeInBatches) {
         {"00:00:00:00:00:11", 0, 32, CLNKLIB_FLOWCODE_SUCCESS, 40, 32, 1},
         {"00:00:00:00:00:11", 32, 32, CLNKLIB_FLOWCODE_SUCCESS, 40, 8, 33},
         {"00:00:00:00:00:11", 10, 5, CLNKLIB_FLOWCODE_SUCCESS, 40, 5, 11},
-        {"00:00:00:00:00:11", 0, 100, CLNKLIB_FLOWCODE_SUCCESS, 40, 32, 1},   // never more than 32
+        {"00:00:00:00:00:11", 0, 100, CLNKLIB_FLOWCODE_SUCCESS, 40, 32, 1}, // never more than 32
         {"00:00:00:00:00:11", 40, 32, CLNKLIB_FLOWCODE_SUCCESS, 40, 0, 0},
-        {"00:00:00:00:00:22", 1, 32, CLNKLIB_FLOWCODE_SUCCESS, 3, 2, 2},       // MoCA 1.1 has PQoS
-        {"00:00:00:00:00:44", 0, 32, CLNKLIB_FLOWCODE_QOS_UNAVAIL, 0, 0, 0},   // MoCA 1.0 has none
-        {"00:00:00:00:00:33", 0, 32, CLNKLIB_FLOWCODE_BAD_INGR, 0, 0, 0},      // no such node
+        {"00:00:00:00:00:22", 1, 32, CLNKLIB_FLOWCODE_SUCCESS, 3, 2, 2},     // MoCA 1.1 has PQoS
+        {"00:00:00:00:00:44", 0, 32, CLNKLIB_FLOWCODE_QOS_UNAVAIL, 0, 0, 0}, // MoCA 1.0 has none
+        {"00:00:00:00:00:33", 0, 32, CLNKLIB_FLOWCODE_BAD_INGR, 0, 0, 0},    // no such node
     };
     for(const auto& c : cases) {
         ClnkLib_FlowListReq_t req{mac(c.guid), c.start, c.max};
@@ -296,7 +307,7 @@ TEST_F(OperationsTest, FlowListsComeInBatches) {
     ASSERT_EQ(ClnkLib_ListFlows(&h, &req, &rsp), CLNK_OK);
     ASSERT_EQ(rsp.numReturnedFlowIds, 4u);
     ClnkLib_FlowQueryRsp_t q{};
-    ASSERT_EQ(ClnkLib_QueryFlow(&h, &rsp.returnedFlowId[3], &q), CLNK_OK);   // the flow in list position 3
+    ASSERT_EQ(ClnkLib_QueryFlow(&h, &rsp.returnedFlowId[3], &q), CLNK_OK); // the flow in list position 3
     EXPECT_EQ(q.flowCode, CLNKLIB_FLOWCODE_SUCCESS);
     EXPECT_EQ(q.pfp.flowId.hi, 0x01005e0au);
     EXPECT_EQ(q.leaseTimeLeft, 413u);
@@ -380,7 +391,7 @@ TEST_F(OperationsTest, HeaderIsCompleteCAndAgreesWithCxx) {
     for(size_t i = 0; i < C_RECORD_COUNT; ++i) {
         EXPECT_EQ(c_record_sizes[i], cxx_sizes[i]) << "record " << i;
     }
-    EXPECT_EQ(c_taboo_mask_word(), 1u << 10);   // option 138: bit 10 of word 4
+    EXPECT_EQ(c_taboo_mask_word(), 1u << 10); // option 138: bit 10 of word 4
     // The taboo offset and mask share one word: offset in bits 7-0, mask in bits 31-8.
     ClnkLib_ClnkCfgV2_t cfg{};
     cfg.tabooOffset = 0x12;
@@ -391,4 +402,4 @@ TEST_F(OperationsTest, HeaderIsCompleteCAndAgreesWithCxx) {
     EXPECT_EQ(c_refusals_of_null_calls(), 21);
 }
 
-}  // namespace
+} // namespace

@@ -3,7 +3,7 @@
 
 #include "record_fields.h"
 
-#define MAC(m) ((uint64_t)(m).hi + (m).lo)
+#define MAC(m) ((uint64_t) (m).hi + (m).lo)
 
 uint64_t c_sum_all_fields(const ClnkLib_Handle_t* h, const ClnkLib_Name_t* n, const ClnkLib_LocalInfo_t* li,
                           const ClnkLib_NetInfo_t* ni, const ClnkLib_PhyTxProfile_t* tx,
@@ -15,40 +15,43 @@ uint64_t c_sum_all_fields(const ClnkLib_Handle_t* h, const ClnkLib_Name_t* n, co
                           const ClnkLib_FlowQueryRsp_t* q) {
     const ClnkLib_PFP_t* f = &q->pfp;
     size_t i, j, k;
-    uint64_t s = (uint64_t)(h->ctx != NULL) + h->magic + (uint32_t)h->slot + (uint8_t)h->ifName[0] +
-                 (uint8_t)n->ifName[0];
-    s += (uint64_t)li->nodeId + li->ncNodeId + li->backupNodeId + li->lmoNodeId + li->linkStatus + li->networkState +
+    uint64_t s =
+        (uint64_t) (h->ctx != NULL) + h->magic + (uint32_t) h->slot + (uint8_t) h->ifName[0] + (uint8_t) n->ifName[0];
+    s += (uint64_t) li->nodeId + li->ncNodeId + li->backupNodeId + li->lmoNodeId + li->linkStatus + li->networkState +
          li->networkMocaVer + li->activeNodeBitmask + li->sleepM1NodeBitmask + li->sleepM2NodeBitmask +
-         li->sleepM3NodeBitmask + (uint32_t)li->priChnOffset + (uint32_t)li->secChnOffset + li->tabooMask +
+         li->sleepM3NodeBitmask + (uint32_t) li->priChnOffset + (uint32_t) li->secChnOffset + li->tabooMask +
          li->macAddrHi + li->macAddrLo;
-    for(i = 0; i < CLNK_SOC_VERSION_WORDS; ++i) s += li->socVersionStr[i];
-    s += (uint64_t)ni->nodeId + ni->guidHi + ni->guidLo + ni->mocaVer + ni->protoSupport + ni->txDataFrameGood +
+    for(i = 0; i < CLNK_SOC_VERSION_WORDS; ++i)
+        s += li->socVersionStr[i];
+    s += (uint64_t) ni->nodeId + ni->guidHi + ni->guidLo + ni->mocaVer + ni->protoSupport + ni->txDataFrameGood +
          ni->txDataFrameDropped + ni->rxDataFrameGood + ni->rxDataFrameBad;
-    s += (uint64_t)tx->txProfileValid + tx->txPhyrate + tx->txTpcBackoff + tx->txNumSymbols + tx->txCp +
+    s += (uint64_t) tx->txProfileValid + tx->txPhyrate + tx->txTpcBackoff + tx->txNumSymbols + tx->txCp +
          rx->rxProfileValid + rx->rxPhyrate + rx->rxPwrLevel + rx->rxChnSnr + rx->rxNumSymbols + rx->rxCp;
-    s += (uint64_t)e->debug0 + e->debug1 + e->debug2 + e->debug3 + e->debug4 + e->debug5 + e->debug6 + e->debug7 +
+    s += (uint64_t) e->debug0 + e->debug1 + e->debug2 + e->debug3 + e->debug4 + e->debug5 + e->debug6 + e->debug7 +
          e->debug8 + e->debug9 + e->debug10 + e->debug11 + e->debug12 + e->debug13 + e->debug14 + e->debug15;
-    s += (uint64_t)m->currentOperatingFrequency + m->currentBand + m->txPowerDbm + cd->linkUpTimeInSecs +
+    s += (uint64_t) m->currentOperatingFrequency + m->currentBand + m->txPowerDbm + cd->linkUpTimeInSecs +
          cd->resetCount + cd->resetLine + cd->resetEpc + cd->linkLostCount;
-    s += ds->txTotalPkts + ds->txTotalBytes + ds->txDroppedPkts + ds->txBcastPkts + ds->txMcastPkts +
-         ds->txBcastBytes + ds->txMcastBytes + ds->txUcastBytes + ds->txGoodPktsInLast60s +
-         ds->txDroppedPktsInLast60s + ds->rxTotalPkts + ds->rxTotalBytes + ds->rxDroppedPkts + ds->rxBcastBytes +
-         ds->rxMcastBytes + ds->rxUcastBytes + ds->rxGoodPktsInLast60s + ds->rxBadPktsInLast60s;
+    s += ds->txTotalPkts + ds->txTotalBytes + ds->txDroppedPkts + ds->txBcastPkts + ds->txMcastPkts + ds->txBcastBytes +
+         ds->txMcastBytes + ds->txUcastBytes + ds->txGoodPktsInLast60s + ds->txDroppedPktsInLast60s + ds->rxTotalPkts +
+         ds->rxTotalBytes + ds->rxDroppedPkts + ds->rxBcastBytes + ds->rxMcastBytes + ds->rxUcastBytes +
+         ds->rxGoodPktsInLast60s + ds->rxBadPktsInLast60s;
     for(i = 0; i < MAX_NUM_NODES; ++i)
         s += ds->txUcastPkts[i] + ds->rxBcastPkts[i] + ds->rxMcastPkts[i] + ds->rxUcastPkts[i];
-    s += (uint64_t)cfg->preferredNcMode + cfg->lowPowerMode + cfg->reservedBits + cfg->securityMode + cfg->maxTxPwr +
+    s += (uint64_t) cfg->preferredNcMode + cfg->lowPowerMode + cfg->reservedBits + cfg->securityMode + cfg->maxTxPwr +
          cfg->beaconTxPwr + cfg->reserved0 + cfg->tgtP2pNperRate + cfg->tgtP2pVlperRate + cfg->tgtP2p50Rate +
          cfg->lof16 + cfg->tabooOffset + cfg->tabooMask + cfg->channelMask + cfg->bandMask;
     for(i = 0; i < CLNK_NUM_PASSWORDS; ++i)
-        for(k = 0; k < CLNK_PASSWORD_LEN; ++k) s += cfg->mocaPassword[i][k];
-    s += (uint64_t)rl->rlapmmode + (uint32_t)rl->rlapmProfileId + sa->sapmmode + (uint32_t)sa->sapmProfileId;
+        for(k = 0; k < CLNK_PASSWORD_LEN; ++k)
+            s += cfg->mocaPassword[i][k];
+    s += (uint64_t) rl->rlapmmode + (uint32_t) rl->rlapmProfileId + sa->sapmmode + (uint32_t) sa->sapmProfileId;
     for(i = 0; i < MAX_RLAPM_PROFILES; ++i) {
         const MXL_MOCA_RLAPM_CFG_V2_T* p = &rl->profiles[i];
         s += p->rlapmmode;
         for(j = 0; j < MAX_RLAPM_FREQS; ++j) {
             const MXL_MOCA_RLAPM_TABLE_V2_T* row = &p->tbl[j];
             s += row->freq;
-            for(k = 0; k < MAX_RX_LEVELS_PADDED; ++k) s += row->phymargin[k];
+            for(k = 0; k < MAX_RX_LEVELS_PADDED; ++k)
+                s += row->phymargin[k];
         }
     }
     for(i = 0; i < MAX_SAPM_PROFILES; ++i) {
@@ -56,25 +59,28 @@ uint64_t c_sum_all_fields(const ClnkLib_Handle_t* h, const ClnkLib_Name_t* n, co
         s += p->sapmmode;
         for(j = 0; j < MAX_SAPM_FREQS; ++j) {
             const MXL_MOCA_SAPM_TABLE_V2_T* row = &p->tbl[j];
-            s += (uint64_t)row->freq + row->threshold + (uint32_t)row->scstart;
-            for(k = 0; k < MAX_MINI_SAPM_MARGIN_LEN; ++k) s += row->phymargin[k];
+            s += (uint64_t) row->freq + row->threshold + (uint32_t) row->scstart;
+            for(k = 0; k < MAX_MINI_SAPM_MARGIN_LEN; ++k)
+                s += row->phymargin[k];
         }
     }
-    s += (uint64_t)fmr->numOfNodes + fmr->nodeMask;
+    s += (uint64_t) fmr->numOfNodes + fmr->nodeMask;
     for(i = 0; i < MAX_NUM_NODES; ++i) {
         const ClnkLib_NodeFmr_t* nf = &fmr->nodeFmr[i];
-        s += (uint64_t)nf->validInfo + nf->gapGcd + nf->ofdmbGcd + nf->rateGcd + nf->defTableNum;
+        s += (uint64_t) nf->validInfo + nf->gapGcd + nf->ofdmbGcd + nf->rateGcd + nf->defTableNum;
         for(j = 0; j < MAX_NUM_NODES; ++j)
-            s += (uint64_t)nf->p2p[j].gapNper + nf->p2p[j].gapVLper + nf->p2p[j].ofdmbNper + nf->p2p[j].ofdmbVLper +
+            s += (uint64_t) nf->p2p[j].gapNper + nf->p2p[j].gapVLper + nf->p2p[j].ofdmbNper + nf->p2p[j].ofdmbVLper +
                  nf->p2p[j].rateNper + nf->p2p[j].rateVLper;
         for(k = 0; k < CLNK_NUM_OFDMA; ++k)
-            s += (uint64_t)nf->ofdma[k].ofdmaDefTab + nf->ofdma[k].ofdmaGap + nf->ofdma[k].ofdmaRate +
+            s += (uint64_t) nf->ofdma[k].ofdmaDefTab + nf->ofdma[k].ofdmaGap + nf->ofdma[k].ofdmaRate +
                  nf->ofdma[k].ofdmaSubchannels;
     }
-    for(i = 0; i < MAX_BRIDGE_ENTRIES; ++i) s += (uint64_t)bt->entry[i].macAddrHi + bt->entry[i].macAddrLoIds;
+    for(i = 0; i < MAX_BRIDGE_ENTRIES; ++i)
+        s += (uint64_t) bt->entry[i].macAddrHi + bt->entry[i].macAddrLoIds;
     s += MAC(req->ingressGuid) + req->flowStartIndex + req->flowMaxReturn + rsp->flowCode + rsp->flowUpdateCount +
          rsp->totalFlowIdCount + rsp->numReturnedFlowIds;
-    for(i = 0; i < MAX_FLOWS_IN_LIST; ++i) s += MAC(rsp->returnedFlowId[i]);
+    for(i = 0; i < MAX_FLOWS_IN_LIST; ++i)
+        s += MAC(rsp->returnedFlowId[i]);
     s += q->flowCode + q->leaseTimeLeft + q->dfid + MAC(f->flowId) + f->tPktSize + MAC(f->ingressGuid) +
          MAC(f->egressGuid) + f->flowTag + MAC(f->packetDa) + f->tPeakDataRateKbps + f->tLeaseTimeSec + f->tBurstSize +
          f->maxLatencyMs + f->stAvgRatio + f->maxNumRetry + f->flowPer + f->inOrderDeliver + f->tProtocol +
@@ -89,9 +95,9 @@ uint32_t c_taboo_mask_word(void) {
 }
 
 const size_t c_record_sizes[C_RECORD_COUNT] = {
-    sizeof(ClnkLib_Handle_t),       sizeof(ClnkLib_LocalInfo_t),        sizeof(ClnkLib_NetInfo_t),
-    sizeof(ClnkLib_DataStats_t),    sizeof(ClnkLib_ClnkCfgV2_t),        sizeof(ClnkLib_RlapmStaticCfgV2_t),
-    sizeof(ClnkLib_SapmStaticCfgV2_t), sizeof(ClnkLib_FmrInfo_t),       sizeof(ClnkLib_FlowQueryRsp_t),
+    sizeof(ClnkLib_Handle_t),          sizeof(ClnkLib_LocalInfo_t), sizeof(ClnkLib_NetInfo_t),
+    sizeof(ClnkLib_DataStats_t),       sizeof(ClnkLib_ClnkCfgV2_t), sizeof(ClnkLib_RlapmStaticCfgV2_t),
+    sizeof(ClnkLib_SapmStaticCfgV2_t), sizeof(ClnkLib_FmrInfo_t),   sizeof(ClnkLib_FlowQueryRsp_t),
 };
 
 /* Every operation called from C with NULL arguments: each must refuse, none may crash. */

@@ -22,7 +22,7 @@ uint64_t c_sum_all_fields(const ClnkLib_Handle_t* h, const ClnkLib_Name_t* n, co
                           const ClnkLib_FlowListReq_t* req, const ClnkLib_FlowListRsp_t* rsp,
                           const ClnkLib_FlowQueryRsp_t* q);
 uint32_t c_taboo_mask_word(void);
-int c_refusals_of_null_calls(void);   // 21 when every operation refuses
+int c_refusals_of_null_calls(void); // 21 when every operation refuses
 
 #ifdef __cplusplus
 }

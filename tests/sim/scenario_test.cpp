@@ -13,8 +13,8 @@ class ScenarioTest : public simtest::SimTest {};
 
 struct BadScenario {
     const char* what;
-    const char* body;        // merged into moca0
-    const char* path;        // the message must start with it
+    const char* body; // merged into moca0
+    const char* path; // the message must start with it
 };
 
 const BadScenario kBad[] = {
@@ -39,7 +39,8 @@ const BadScenario kBad[] = {
     {"1-bit flag", R"({"config": {"preferredNcMode": 2}})", "interfaces.moca0.config.preferredNcMode"},
     {"negative unsigned", R"({"localInfo": {"linkStatus": -1}})", "interfaces.moca0.localInfo.linkStatus"},
     {"i32 underflow", R"({"localInfo": {"priChnOffset": "-2147483649"}})", "interfaces.moca0.localInfo.priChnOffset"},
-    {"u64 overflow", R"({"dataStats": {"txTotalPkts": "18446744073709551616"}})", "interfaces.moca0.dataStats.txTotalPkts"},
+    {"u64 overflow", R"({"dataStats": {"txTotalPkts": "18446744073709551616"}})",
+     "interfaces.moca0.dataStats.txTotalPkts"},
     {"margin byte", R"({"rlapm": {"profiles": {"0": {"tbl": {"5": {"phymargin": [1, 256]}}}}}})",
      "interfaces.moca0.rlapm.profiles.0.tbl.5.phymargin.1"},
     {"rlapm row 6", R"({"rlapm": {"profiles": {"0": {"tbl": {"6": {}}}}}})", "interfaces.moca0.rlapm.profiles.0.tbl.6"},
@@ -50,7 +51,8 @@ const BadScenario kBad[] = {
      "interfaces.moca0.localInfo.socVersionStr: text longer than 24"},
     {"bridge node id", R"({"bridgeTables": {"ucastSrc": [{"mac": "00:11:22:33:44:55", "nodeId": 65536}]}})",
      "interfaces.moca0.bridgeTables.ucastSrc.0.nodeId"},
-    {"bridge table name", R"({"bridgeTables": {"ucast": []}})", "interfaces.moca0.bridgeTables.ucast: unknown bridge table"},
+    {"bridge table name", R"({"bridgeTables": {"ucast": []}})",
+     "interfaces.moca0.bridgeTables.ucast: unknown bridge table"},
     {"netInfo.nodeId not the key", R"({"nodes": {"2": {"netInfo": {"nodeId": 3}}}})",
      "interfaces.moca0.nodes.2.netInfo.nodeId: differs"},
     {"flow without id", R"({"nodes": {"2": {"flows": {"list": [{"dfid": 1}]}}}})",
@@ -97,7 +99,7 @@ TEST_F(ScenarioTest, NumbersInEveryNotationReachTheRecords) {
     EXPECT_EQ(li.priChnOffset, -25);
     EXPECT_EQ(li.secChnOffset, -125);
     EXPECT_EQ(li.activeNodeBitmask, 0xFu);
-    EXPECT_EQ(li.tabooMask, 8u);   // C notation: a leading 0 is octal
+    EXPECT_EQ(li.tabooMask, 8u); // C notation: a leading 0 is octal
     ClnkLib_DataStats_t ds{};
     ASSERT_EQ(ClnkLib_GetDataStats(&h, 0, &ds), CLNK_OK);
     EXPECT_EQ(ds.txTotalPkts, UINT64_MAX);
@@ -113,7 +115,10 @@ TEST_F(ScenarioTest, StateReloadsToItself) {
     // A pass phrase written with bytes that are no text still shows, and reloads.
     ClnkLib_Handle_t h = open();
     ClnkLib_ClnkCfgV2_t cfg{};
-    std::memcpy(cfg.mocaPassword[2], "\xff\x01" "abc", 5);
+    std::memcpy(cfg.mocaPassword[2],
+                "\xff\x01"
+                "abc",
+                5);
     clnk_param_mask_t mask{};
     SET_PARAM_BIT(&mask, OPT_MOCA_PASSWD_D_HI);
     ASSERT_EQ(ClnkLib_SetClnkCfgV2Params(&h, &mask, &cfg), CLNK_OK);
@@ -124,7 +129,8 @@ TEST_F(ScenarioTest, StateReloadsToItself) {
     EXPECT_EQ(clnksim::state_ordered(), first);
     // Absent is zero: a minimal interface shows only its three switches.
     load(R"({"interfaces": {"moca9": {}}})");
-    EXPECT_EQ(clnksim::state(), json::parse(R"({"interfaces": {"moca9": {"present": false, "openable": false, "started": false}}})"));
+    EXPECT_EQ(clnksim::state(),
+              json::parse(R"({"interfaces": {"moca9": {"present": false, "openable": false, "started": false}}})"));
 }
 
 TEST_F(ScenarioTest, FriendlyAndRawFormsOfAddressesAndText) {
@@ -148,7 +154,9 @@ TEST_F(ScenarioTest, MergePatchChangesAddsAndRemoves) {
     ASSERT_TRUE(clnksim::patch(json::parse(R"({"interfaces": {"moca0": {
         "localInfo": {"activeNodeBitmask": "0x5"},
         "nodes": {"1": null, "2": {"netInfo": {"guid": "00:11:22:33:44:77"}},
-                  "0": {"netInfo": {"mocaVer": "0x25", "guidLo": "0x44990000"}}}}}})"), &err)) << err;
+                  "0": {"netInfo": {"mocaVer": "0x25", "guidLo": "0x44990000"}}}}}})"),
+                               &err))
+        << err;
     const json s = clnksim::state()["interfaces"]["moca0"];
     EXPECT_EQ(s["localInfo"], json::parse(R"({"nodeId": 1, "activeNodeBitmask": 5})"));
     EXPECT_FALSE(s["nodes"].contains("1"));
@@ -179,7 +187,7 @@ TEST_F(ScenarioTest, InterfacesKeepTheirOrder) {
     ASSERT_EQ(ClnkLib_ListNames(names, 2), 2);
 }
 
-}  // namespace
+} // namespace
 
 TEST_F(ScenarioTest, SnapshotPutsBackTheNetworkButNotFaultsOrHandles) {
     std::string err;

@@ -31,4 +31,4 @@ uint64_t swapped(uint64_t v) {
     return (v << 32) | (v >> 32);
 }
 
-}  // namespace simtest
+} // namespace simtest

@@ -30,4 +30,4 @@ ClnkLib_MacAddr_t mac(const std::string& text);
 
 uint64_t swapped(uint64_t v);
 
-}  // namespace simtest
+} // namespace simtest

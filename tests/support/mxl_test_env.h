@@ -18,23 +18,23 @@
 namespace mxltest {
 
 using ojson = nlohmann::ordered_json;
-using LogLine = host::TraceLine;    // level, zone, mark, msg, func and the whole line
+using LogLine = host::TraceLine; // level, zone, mark, msg, func and the whole line
 
 // The outcome of one registered-function call.
 struct Outcome {
     int rc = 0;
-    ojson ret;                           // [type, value]; null when ret was NULL
+    ojson ret; // [type, value]; null when ret was NULL
     std::vector<LogLine> log;
     std::vector<clnksim::Call> chip;
     int handles = 0;
 
-    std::vector<std::string> errors() const;          // messages at level error
+    std::vector<std::string> errors() const; // messages at level error
     std::vector<std::string> messages(int level) const;
-    std::vector<std::string> chip_ops() const;        // "ClnkLib_GetNetInfo", ...
+    std::vector<std::string> chip_ops() const; // "ClnkLib_GetNetInfo", ...
     size_t count_op(const std::string& op) const;
     // Keys of an htable result, in order, with their type names.
     std::vector<std::pair<std::string, std::string>> keys() const;
-    const ojson& value(const std::string& key) const;  // the untyped value of a key
+    const ojson& value(const std::string& key) const; // the untyped value of a key
 };
 
 // Loads and unloads the module (path compiled in as MXL_MODULE_PATH).

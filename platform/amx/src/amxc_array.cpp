@@ -161,4 +161,3 @@ unsigned int amxc_array_it_index(const amxc_array_it_t* const it) {
 }
 
 } // extern "C"
-

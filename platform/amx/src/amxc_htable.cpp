@@ -180,7 +180,8 @@ int insert(amxc_htable_t* htable, const char* key, amxc_htable_it_t* it, amxc_ht
     }
     bucket_push(htable, it);
     htable->items++;
-    KeyBlock* before = (ref != nullptr && ref->ait != nullptr && table_of(ref) == htable) ? block_of(ref->key) : nullptr;
+    KeyBlock* before =
+        (ref != nullptr && ref->ait != nullptr && table_of(ref) == htable) ? block_of(ref->key) : nullptr;
     order_insert_before(header_of(htable), block_of(it->key), before);
     return 0;
 }
@@ -313,7 +314,7 @@ amxc_array_t* amxc_htable_get_sorted_keys(const amxc_htable_t* const htable) {
     for(amxc_htable_it_t* it = amxc_htable_get_first(htable); it != nullptr; it = amxc_htable_it_get_next(it)) {
         keys->buffer[n++].data = it->key;
     }
-    if(n > 1) {    // an empty table has no buffer, and qsort takes none
+    if(n > 1) { // an empty table has no buffer, and qsort takes none
         qsort(keys->buffer, n, sizeof(amxc_array_it_t), [](const void* a, const void* b) {
             return strcmp(static_cast<const char*>(static_cast<const amxc_array_it_t*>(a)->data),
                           static_cast<const char*>(static_cast<const amxc_array_it_t*>(b)->data));

@@ -9,8 +9,8 @@
 #define AMXC_INTERNAL __attribute__((visibility("hidden")))
 
 // Inserts `it` under `key` and places it just before `ref` in iteration order.
-AMXC_INTERNAL int amxc_htable_insert_before(amxc_htable_t* htable, const char* key,
-                                            amxc_htable_it_t* it, amxc_htable_it_t* ref);
+AMXC_INTERNAL int amxc_htable_insert_before(amxc_htable_t* htable, const char* key, amxc_htable_it_t* it,
+                                            amxc_htable_it_t* ref);
 // Fixes the bucket back-pointers after the table struct was copied elsewhere.
 AMXC_INTERNAL void amxc_htable_relocated(amxc_htable_t* htable);
 

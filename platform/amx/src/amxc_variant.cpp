@@ -170,8 +170,8 @@ int compare_tables(const amxc_var_t* v1, const amxc_var_t* v2, int* result) {
     int rc = (keys1 == nullptr || keys2 == nullptr) ? -1 : 0;
     size_t n = v1->data.vm.items;
     for(size_t i = 0; rc == 0 && i < n && *result == 0; i++) {
-        *result = strcmp(static_cast<const char*>(keys1->buffer[i].data),
-                         static_cast<const char*>(keys2->buffer[i].data));
+        *result =
+            strcmp(static_cast<const char*>(keys1->buffer[i].data), static_cast<const char*>(keys2->buffer[i].data));
     }
     for(size_t i = 0; rc == 0 && i < n && *result == 0; i++) {
         const char* key = static_cast<const char*>(keys1->buffer[i].data);
@@ -187,28 +187,26 @@ int compare_same(const amxc_var_t* v1, const amxc_var_t* v2, int* result) {
     const auto& a = v1->data;
     const auto& b = v2->data;
     switch(v1->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        *result = strcmp(a.s != nullptr ? a.s : "", b.s != nullptr ? b.s : "");
-        return 0;
-    case AMXC_VAR_ID_INT8: *result = cmp3(a.i8, b.i8); return 0;
-    case AMXC_VAR_ID_INT16: *result = cmp3(a.i16, b.i16); return 0;
-    case AMXC_VAR_ID_INT32: *result = cmp3(a.i32, b.i32); return 0;
-    case AMXC_VAR_ID_INT64: *result = cmp3(a.i64, b.i64); return 0;
-    case AMXC_VAR_ID_UINT8: *result = cmp3(a.ui8, b.ui8); return 0;
-    case AMXC_VAR_ID_UINT16: *result = cmp3(a.ui16, b.ui16); return 0;
-    case AMXC_VAR_ID_UINT32: *result = cmp3(a.ui32, b.ui32); return 0;
-    case AMXC_VAR_ID_UINT64: *result = cmp3(a.ui64, b.ui64); return 0;
-    case AMXC_VAR_ID_DOUBLE: *result = cmp3(a.d, b.d); return 0;
-    case AMXC_VAR_ID_BOOL: *result = cmp3(a.b, b.b); return 0;
-    case AMXC_VAR_ID_FD: *result = cmp3(a.fd, b.fd); return 0;
-    case AMXC_VAR_ID_TIMESTAMP:
-        *result = a.ts.sec != b.ts.sec ? cmp3(a.ts.sec, b.ts.sec) : cmp3(a.ts.nsec, b.ts.nsec);
-        return 0;
-    case AMXC_VAR_ID_LIST: return compare_lists(v1, v2, result);
-    case AMXC_VAR_ID_HTABLE: return compare_tables(v1, v2, result);
-    default: return -1;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: *result = strcmp(a.s != nullptr ? a.s : "", b.s != nullptr ? b.s : ""); return 0;
+        case AMXC_VAR_ID_INT8: *result = cmp3(a.i8, b.i8); return 0;
+        case AMXC_VAR_ID_INT16: *result = cmp3(a.i16, b.i16); return 0;
+        case AMXC_VAR_ID_INT32: *result = cmp3(a.i32, b.i32); return 0;
+        case AMXC_VAR_ID_INT64: *result = cmp3(a.i64, b.i64); return 0;
+        case AMXC_VAR_ID_UINT8: *result = cmp3(a.ui8, b.ui8); return 0;
+        case AMXC_VAR_ID_UINT16: *result = cmp3(a.ui16, b.ui16); return 0;
+        case AMXC_VAR_ID_UINT32: *result = cmp3(a.ui32, b.ui32); return 0;
+        case AMXC_VAR_ID_UINT64: *result = cmp3(a.ui64, b.ui64); return 0;
+        case AMXC_VAR_ID_DOUBLE: *result = cmp3(a.d, b.d); return 0;
+        case AMXC_VAR_ID_BOOL: *result = cmp3(a.b, b.b); return 0;
+        case AMXC_VAR_ID_FD: *result = cmp3(a.fd, b.fd); return 0;
+        case AMXC_VAR_ID_TIMESTAMP:
+            *result = a.ts.sec != b.ts.sec ? cmp3(a.ts.sec, b.ts.sec) : cmp3(a.ts.nsec, b.ts.nsec);
+            return 0;
+        case AMXC_VAR_ID_LIST: return compare_lists(v1, v2, result);
+        case AMXC_VAR_ID_HTABLE: return compare_tables(v1, v2, result);
+        default: return -1;
     }
 }
 
@@ -279,19 +277,12 @@ void amxc_var_clean(amxc_var_t* const var) {
         return;
     }
     switch(var->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        free(var->data.s);
-        break;
-    case AMXC_VAR_ID_LIST:
-        amxc_llist_clean(&var->data.vl, variant_list_it_free);
-        break;
-    case AMXC_VAR_ID_HTABLE:
-        amxc_htable_clean(&var->data.vm, variant_htable_it_free);
-        break;
-    default:
-        break;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: free(var->data.s); break;
+        case AMXC_VAR_ID_LIST: amxc_llist_clean(&var->data.vl, variant_list_it_free); break;
+        case AMXC_VAR_ID_HTABLE: amxc_htable_clean(&var->data.vm, variant_htable_it_free); break;
+        default: break;
     }
     var->type_id = AMXC_VAR_ID_NULL;
     memset(&var->data, 0, sizeof(var->data));
@@ -355,21 +346,17 @@ int amxc_var_copy(amxc_var_t* const dest, const amxc_var_t* const src) {
     }
     int rc = 0;
     switch(src->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        if(src->data.s != nullptr) {
-            dest->data.s = strdup(src->data.s);
-            rc = dest->data.s != nullptr ? 0 : -1;
-        }
-        break;
-    case AMXC_VAR_ID_LIST:
-    case AMXC_VAR_ID_HTABLE:
-        rc = copy_children(dest, src);
-        break;
-    default:
-        memcpy(&dest->data, &src->data, sizeof(dest->data));
-        break;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING:
+            if(src->data.s != nullptr) {
+                dest->data.s = strdup(src->data.s);
+                rc = dest->data.s != nullptr ? 0 : -1;
+            }
+            break;
+        case AMXC_VAR_ID_LIST:
+        case AMXC_VAR_ID_HTABLE: rc = copy_children(dest, src); break;
+        default: memcpy(&dest->data, &src->data, sizeof(dest->data)); break;
     }
     if(rc != 0) {
         amxc_var_clean(dest);
@@ -435,14 +422,14 @@ int amxc_var_set_bool(amxc_var_t* const var, bool boolean) {
     return 0;
 }
 
-#define AMXC_SCALAR_SETTER(type, id, field)                     \
-    int amxc_var_set_ ## type(amxc_var_t* const var, type val) { \
-        if(var == nullptr) {                                     \
-            return -1;                                           \
-        }                                                        \
-        amxc_var_set_type(var, id);                              \
-        var->data.field = val;                                   \
-        return 0;                                                \
+#define AMXC_SCALAR_SETTER(type, id, field)                                                                            \
+    int amxc_var_set_##type(amxc_var_t* const var, type val) {                                                         \
+        if(var == nullptr) {                                                                                           \
+            return -1;                                                                                                 \
+        }                                                                                                              \
+        amxc_var_set_type(var, id);                                                                                    \
+        var->data.field = val;                                                                                         \
+        return 0;                                                                                                      \
     }
 
 AMXC_SCALAR_SETTER(int8_t, AMXC_VAR_ID_INT8, i8)
@@ -523,9 +510,9 @@ const amxc_llist_t* amxc_var_get_const_amxc_llist_t(const amxc_var_t* const var)
     return var != nullptr && var->type_id == AMXC_VAR_ID_LIST ? &var->data.vl : nullptr;
 }
 
-#define AMXC_CONST_GETTER(type, id, field)                                     \
-    type amxc_var_get_const_ ## type(const amxc_var_t* const var) {            \
-        return var != nullptr && var->type_id == (id) ? var->data.field : type{}; \
+#define AMXC_CONST_GETTER(type, id, field)                                                                             \
+    type amxc_var_get_const_##type(const amxc_var_t* const var) {                                                      \
+        return var != nullptr && var->type_id == (id) ? var->data.field : type{};                                      \
     }
 
 AMXC_CONST_GETTER(bool, AMXC_VAR_ID_BOOL, b)

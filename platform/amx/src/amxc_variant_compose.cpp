@@ -58,9 +58,9 @@ amxc_var_t* child_by_key(const amxc_var_t* var, const char* key) {
 
 amxc_var_t* child_by_index(const amxc_var_t* var, int64_t index) {
     switch(var->type_id) {
-    case AMXC_VAR_ID_LIST: return list_at(var, index);
-    case AMXC_VAR_ID_HTABLE: return table_at(var, index);
-    default: return nullptr;
+        case AMXC_VAR_ID_LIST: return list_at(var, index);
+        case AMXC_VAR_ID_HTABLE: return table_at(var, index);
+        default: return nullptr;
     }
 }
 
@@ -165,46 +165,45 @@ int add_same_type(amxc_var_t* dest, const amxc_var_t* value) {
     auto& d = dest->data;
     const auto& v = value->data;
     switch(dest->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING: {
-        amxc::TextBuf out;
-        out.append(d.s != nullptr ? d.s : "");
-        out.append(v.s != nullptr ? v.s : "");
-        char* text = out.release();
-        if(text == nullptr) {
-            return -1;
-        }
-        free(d.s);
-        d.s = text;
-        return 0;
-    }
-    case AMXC_VAR_ID_INT8: return add_checked(d.i8, v.i8, d.i8) ? 0 : -1;
-    case AMXC_VAR_ID_INT16: return add_checked(d.i16, v.i16, d.i16) ? 0 : -1;
-    case AMXC_VAR_ID_INT32: return add_checked(d.i32, v.i32, d.i32) ? 0 : -1;
-    case AMXC_VAR_ID_INT64: return add_checked(d.i64, v.i64, d.i64) ? 0 : -1;
-    case AMXC_VAR_ID_UINT8: return add_checked(d.ui8, v.ui8, d.ui8) ? 0 : -1;
-    case AMXC_VAR_ID_UINT16: return add_checked(d.ui16, v.ui16, d.ui16) ? 0 : -1;
-    case AMXC_VAR_ID_UINT32: return add_checked(d.ui32, v.ui32, d.ui32) ? 0 : -1;
-    case AMXC_VAR_ID_UINT64: return add_checked(d.ui64, v.ui64, d.ui64) ? 0 : -1;
-    case AMXC_VAR_ID_DOUBLE: d.d += v.d; return 0;
-    case AMXC_VAR_ID_LIST:
-        for(amxc_var_t* child = amxc_var_get_first(value); child != nullptr; child = amxc_var_get_next(child)) {
-            amxc_var_t* copy = amxc_var_add_new(dest);
-            if(copy == nullptr || amxc_var_copy(copy, child) != 0) {
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: {
+            amxc::TextBuf out;
+            out.append(d.s != nullptr ? d.s : "");
+            out.append(v.s != nullptr ? v.s : "");
+            char* text = out.release();
+            if(text == nullptr) {
                 return -1;
             }
+            free(d.s);
+            d.s = text;
+            return 0;
         }
-        return 0;
-    case AMXC_VAR_ID_HTABLE:
-        for(amxc_var_t* child = amxc_var_get_first(value); child != nullptr; child = amxc_var_get_next(child)) {
-            if(amxc_var_set_key(dest, child->hit.key, child, AMXC_VAR_FLAG_COPY | AMXC_VAR_FLAG_UPDATE) != 0) {
-                return -1;
+        case AMXC_VAR_ID_INT8: return add_checked(d.i8, v.i8, d.i8) ? 0 : -1;
+        case AMXC_VAR_ID_INT16: return add_checked(d.i16, v.i16, d.i16) ? 0 : -1;
+        case AMXC_VAR_ID_INT32: return add_checked(d.i32, v.i32, d.i32) ? 0 : -1;
+        case AMXC_VAR_ID_INT64: return add_checked(d.i64, v.i64, d.i64) ? 0 : -1;
+        case AMXC_VAR_ID_UINT8: return add_checked(d.ui8, v.ui8, d.ui8) ? 0 : -1;
+        case AMXC_VAR_ID_UINT16: return add_checked(d.ui16, v.ui16, d.ui16) ? 0 : -1;
+        case AMXC_VAR_ID_UINT32: return add_checked(d.ui32, v.ui32, d.ui32) ? 0 : -1;
+        case AMXC_VAR_ID_UINT64: return add_checked(d.ui64, v.ui64, d.ui64) ? 0 : -1;
+        case AMXC_VAR_ID_DOUBLE: d.d += v.d; return 0;
+        case AMXC_VAR_ID_LIST:
+            for(amxc_var_t* child = amxc_var_get_first(value); child != nullptr; child = amxc_var_get_next(child)) {
+                amxc_var_t* copy = amxc_var_add_new(dest);
+                if(copy == nullptr || amxc_var_copy(copy, child) != 0) {
+                    return -1;
+                }
             }
-        }
-        return 0;
-    default:
-        return -1;
+            return 0;
+        case AMXC_VAR_ID_HTABLE:
+            for(amxc_var_t* child = amxc_var_get_first(value); child != nullptr; child = amxc_var_get_next(child)) {
+                if(amxc_var_set_key(dest, child->hit.key, child, AMXC_VAR_FLAG_COPY | AMXC_VAR_FLAG_UPDATE) != 0) {
+                    return -1;
+                }
+            }
+            return 0;
+        default: return -1;
     }
 }
 
@@ -245,12 +244,12 @@ amxc_var_t* amxc_var_add_new(amxc_var_t* const var) {
     return child;
 }
 
-#define AMXC_ADDERS(type)                                                                           \
-    amxc_var_t* amxc_var_add_new_key_ ## type(amxc_var_t* const var, const char* key, type val) {   \
-        return add_key_with(var, key, [val](amxc_var_t* child) { return amxc_var_set_ ## type(child, val); }); \
-    }                                                                                               \
-    amxc_var_t* amxc_var_add_new_ ## type(amxc_var_t* const var, type val) {                        \
-        return add_with(var, [val](amxc_var_t* child) { return amxc_var_set_ ## type(child, val); }); \
+#define AMXC_ADDERS(type)                                                                                              \
+    amxc_var_t* amxc_var_add_new_key_##type(amxc_var_t* const var, const char* key, type val) {                        \
+        return add_key_with(var, key, [val](amxc_var_t* child) { return amxc_var_set_##type(child, val); });           \
+    }                                                                                                                  \
+    amxc_var_t* amxc_var_add_new_##type(amxc_var_t* const var, type val) {                                             \
+        return add_with(var, [val](amxc_var_t* child) { return amxc_var_set_##type(child, val); });                    \
     }
 
 AMXC_ADDERS(bool)
@@ -264,14 +263,15 @@ AMXC_ADDERS(int64_t)
 AMXC_ADDERS(uint64_t)
 AMXC_ADDERS(double)
 
-#define AMXC_STRING_ADDERS(type)                                                                       \
-    amxc_var_t* amxc_var_add_new_key_ ## type(amxc_var_t* const var, const char* key, const char* const val) { \
-        return val != nullptr ? add_key_with(var, key, [val](amxc_var_t* child) { return amxc_var_set_ ## type(child, val); }) \
-                              : nullptr;                                                            \
-    }                                                                                                  \
-    amxc_var_t* amxc_var_add_new_ ## type(amxc_var_t* const var, const char* const val) {              \
-        return val != nullptr ? add_with(var, [val](amxc_var_t* child) { return amxc_var_set_ ## type(child, val); }) \
-                              : nullptr;                                                            \
+#define AMXC_STRING_ADDERS(type)                                                                                       \
+    amxc_var_t* amxc_var_add_new_key_##type(amxc_var_t* const var, const char* key, const char* const val) {           \
+        return val != nullptr                                                                                          \
+                   ? add_key_with(var, key, [val](amxc_var_t* child) { return amxc_var_set_##type(child, val); })      \
+                   : nullptr;                                                                                          \
+    }                                                                                                                  \
+    amxc_var_t* amxc_var_add_new_##type(amxc_var_t* const var, const char* const val) {                                \
+        return val != nullptr ? add_with(var, [val](amxc_var_t* child) { return amxc_var_set_##type(child, val); })    \
+                              : nullptr;                                                                               \
     }
 
 AMXC_STRING_ADDERS(cstring_t)

@@ -29,23 +29,65 @@ Value read(const amxc_var_t* var) {
     Value v;
     const auto& data = var->data;
     switch(var->type_id) {
-    case AMXC_VAR_ID_INT8: v.kind = Kind::Signed; v.i = data.i8; break;
-    case AMXC_VAR_ID_INT16: v.kind = Kind::Signed; v.i = data.i16; break;
-    case AMXC_VAR_ID_INT32: v.kind = Kind::Signed; v.i = data.i32; break;
-    case AMXC_VAR_ID_INT64: v.kind = Kind::Signed; v.i = data.i64; break;
-    case AMXC_VAR_ID_FD: v.kind = Kind::Signed; v.i = data.fd; break;
-    case AMXC_VAR_ID_UINT8: v.kind = Kind::Unsigned; v.u = data.ui8; break;
-    case AMXC_VAR_ID_UINT16: v.kind = Kind::Unsigned; v.u = data.ui16; break;
-    case AMXC_VAR_ID_UINT32: v.kind = Kind::Unsigned; v.u = data.ui32; break;
-    case AMXC_VAR_ID_UINT64: v.kind = Kind::Unsigned; v.u = data.ui64; break;
-    case AMXC_VAR_ID_DOUBLE: v.kind = Kind::Double; v.d = data.d; break;
-    case AMXC_VAR_ID_BOOL: v.kind = Kind::Bool; v.b = data.b; break;
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING: v.kind = Kind::String; v.s = data.s; break;
-    case AMXC_VAR_ID_LIST: v.kind = Kind::Count; v.u = amxc_llist_size(&data.vl); break;
-    case AMXC_VAR_ID_HTABLE: v.kind = Kind::Count; v.u = data.vm.items; break;
-    default: break;
+        case AMXC_VAR_ID_INT8:
+            v.kind = Kind::Signed;
+            v.i = data.i8;
+            break;
+        case AMXC_VAR_ID_INT16:
+            v.kind = Kind::Signed;
+            v.i = data.i16;
+            break;
+        case AMXC_VAR_ID_INT32:
+            v.kind = Kind::Signed;
+            v.i = data.i32;
+            break;
+        case AMXC_VAR_ID_INT64:
+            v.kind = Kind::Signed;
+            v.i = data.i64;
+            break;
+        case AMXC_VAR_ID_FD:
+            v.kind = Kind::Signed;
+            v.i = data.fd;
+            break;
+        case AMXC_VAR_ID_UINT8:
+            v.kind = Kind::Unsigned;
+            v.u = data.ui8;
+            break;
+        case AMXC_VAR_ID_UINT16:
+            v.kind = Kind::Unsigned;
+            v.u = data.ui16;
+            break;
+        case AMXC_VAR_ID_UINT32:
+            v.kind = Kind::Unsigned;
+            v.u = data.ui32;
+            break;
+        case AMXC_VAR_ID_UINT64:
+            v.kind = Kind::Unsigned;
+            v.u = data.ui64;
+            break;
+        case AMXC_VAR_ID_DOUBLE:
+            v.kind = Kind::Double;
+            v.d = data.d;
+            break;
+        case AMXC_VAR_ID_BOOL:
+            v.kind = Kind::Bool;
+            v.b = data.b;
+            break;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING:
+            v.kind = Kind::String;
+            v.s = data.s;
+            break;
+        case AMXC_VAR_ID_LIST:
+            v.kind = Kind::Count;
+            v.u = amxc_llist_size(&data.vl);
+            break;
+        case AMXC_VAR_ID_HTABLE:
+            v.kind = Kind::Count;
+            v.u = data.vm.items;
+            break;
+        default: break;
     }
     return v;
 }
@@ -160,22 +202,22 @@ bool to_integer(const Value& v, T& out) {
     if constexpr(std::is_signed_v<T>) {
         int64_t x = 0;
         switch(v.kind) {
-        case Kind::Signed: x = v.i; break;
-        case Kind::Unsigned:
-        case Kind::Count:
-            if(v.u > static_cast<uint64_t>(Lim::max())) {
-                return false;
-            }
-            x = static_cast<int64_t>(v.u);
-            break;
-        case Kind::Double: return double_to(v.d, out);
-        case Kind::Bool: x = v.b ? 1 : 0; break;
-        case Kind::String:
-            if(!parse_int(v.s, x)) {
-                return false;
-            }
-            break;
-        default: return false;
+            case Kind::Signed: x = v.i; break;
+            case Kind::Unsigned:
+            case Kind::Count:
+                if(v.u > static_cast<uint64_t>(Lim::max())) {
+                    return false;
+                }
+                x = static_cast<int64_t>(v.u);
+                break;
+            case Kind::Double: return double_to(v.d, out);
+            case Kind::Bool: x = v.b ? 1 : 0; break;
+            case Kind::String:
+                if(!parse_int(v.s, x)) {
+                    return false;
+                }
+                break;
+            default: return false;
         }
         if(x < Lim::min() || x > Lim::max()) {
             return false;
@@ -185,20 +227,20 @@ bool to_integer(const Value& v, T& out) {
         // Signed sources lose their sign: the magnitude is converted.
         uint64_t x = 0;
         switch(v.kind) {
-        case Kind::Signed: x = magnitude(v.i); break;
-        case Kind::Unsigned:
-        case Kind::Count: x = v.u; break;
-        case Kind::Double: return double_to(std::fabs(v.d), out);
-        case Kind::Bool: x = v.b ? 1 : 0; break;
-        case Kind::String: {
-            int64_t parsed = 0;
-            if(!parse_int(v.s, parsed)) {
-                return false;
+            case Kind::Signed: x = magnitude(v.i); break;
+            case Kind::Unsigned:
+            case Kind::Count: x = v.u; break;
+            case Kind::Double: return double_to(std::fabs(v.d), out);
+            case Kind::Bool: x = v.b ? 1 : 0; break;
+            case Kind::String: {
+                int64_t parsed = 0;
+                if(!parse_int(v.s, parsed)) {
+                    return false;
+                }
+                x = magnitude(parsed);
+                break;
             }
-            x = magnitude(parsed);
-            break;
-        }
-        default: return false;
+            default: return false;
         }
         if(x > Lim::max()) {
             return false;
@@ -210,25 +252,25 @@ bool to_integer(const Value& v, T& out) {
 
 bool to_double(const Value& v, double& out) {
     switch(v.kind) {
-    case Kind::Signed: out = static_cast<double>(v.i); return true;
-    case Kind::Unsigned:
-    case Kind::Count: out = static_cast<double>(v.u); return true;
-    case Kind::Double: out = v.d; return true;
-    case Kind::Bool: out = v.b ? 1 : 0; return true;
-    case Kind::String: return parse_double(v.s, out);
-    default: return false;
+        case Kind::Signed: out = static_cast<double>(v.i); return true;
+        case Kind::Unsigned:
+        case Kind::Count: out = static_cast<double>(v.u); return true;
+        case Kind::Double: out = v.d; return true;
+        case Kind::Bool: out = v.b ? 1 : 0; return true;
+        case Kind::String: return parse_double(v.s, out);
+        default: return false;
     }
 }
 
 bool to_bool(const Value& v, bool& out) {
     switch(v.kind) {
-    case Kind::Signed: out = v.i != 0; return true;
-    case Kind::Unsigned:
-    case Kind::Count: out = v.u != 0; return true;
-    case Kind::Double: out = v.d != 0; return true;
-    case Kind::Bool: out = v.b; return true;
-    case Kind::String: return parse_bool(v.s, out);
-    default: return false;
+        case Kind::Signed: out = v.i != 0; return true;
+        case Kind::Unsigned:
+        case Kind::Count: out = v.u != 0; return true;
+        case Kind::Double: out = v.d != 0; return true;
+        case Kind::Bool: out = v.b; return true;
+        case Kind::String: return parse_bool(v.s, out);
+        default: return false;
     }
 }
 
@@ -304,23 +346,23 @@ int split(amxc_var_t* dest, const char* text, bool on_space) {
 
 int to_list(amxc_var_t* dest, const amxc_var_t* src) {
     switch(src->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING: return split(dest, src->data.s, false);
-    case AMXC_VAR_ID_SSV_STRING: return split(dest, src->data.s, true);
-    case AMXC_VAR_ID_HTABLE:
-        amxc_var_set_type(dest, AMXC_VAR_ID_LIST);
-        for(amxc_var_t* child = amxc_var_get_first(src); child != nullptr; child = amxc_var_get_next(child)) {
-            amxc_var_t* copy = amxc_var_add_new(dest);
-            if(copy == nullptr || amxc_var_copy(copy, child) != 0) {
-                return -1;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING: return split(dest, src->data.s, false);
+        case AMXC_VAR_ID_SSV_STRING: return split(dest, src->data.s, true);
+        case AMXC_VAR_ID_HTABLE:
+            amxc_var_set_type(dest, AMXC_VAR_ID_LIST);
+            for(amxc_var_t* child = amxc_var_get_first(src); child != nullptr; child = amxc_var_get_next(child)) {
+                amxc_var_t* copy = amxc_var_add_new(dest);
+                if(copy == nullptr || amxc_var_copy(copy, child) != 0) {
+                    return -1;
+                }
             }
+            return 0;
+        default: {
+            amxc_var_set_type(dest, AMXC_VAR_ID_LIST);
+            amxc_var_t* copy = amxc_var_add_new(dest);
+            return copy != nullptr ? amxc_var_copy(copy, src) : -1;
         }
-        return 0;
-    default: {
-        amxc_var_set_type(dest, AMXC_VAR_ID_LIST);
-        amxc_var_t* copy = amxc_var_add_new(dest);
-        return copy != nullptr ? amxc_var_copy(copy, src) : -1;
-    }
     }
 }
 
@@ -382,61 +424,62 @@ int convert_into(amxc_var_t* dest, const amxc_var_t* src, amxc_var_type_id_t typ
     }
     if(type == AMXC_VAR_ID_ANY) {
         return src->type_id == AMXC_VAR_ID_CSTRING || src->type_id == AMXC_VAR_ID_CSV_STRING ||
-               src->type_id == AMXC_VAR_ID_SSV_STRING ? autodetect(dest, src) : amxc_var_copy(dest, src);
+                       src->type_id == AMXC_VAR_ID_SSV_STRING
+                   ? autodetect(dest, src)
+                   : amxc_var_copy(dest, src);
     }
     if(src->type_id == AMXC_VAR_ID_NULL) {
         return -1;
     }
     const Value v = read(src);
     switch(type) {
-    case AMXC_VAR_ID_INT8: return store_integer<int8_t>(dest, v, amxc_var_set_int8_t);
-    case AMXC_VAR_ID_INT16: return store_integer<int16_t>(dest, v, amxc_var_set_int16_t);
-    case AMXC_VAR_ID_INT32: return store_integer<int32_t>(dest, v, amxc_var_set_int32_t);
-    case AMXC_VAR_ID_INT64: return store_integer<int64_t>(dest, v, amxc_var_set_int64_t);
-    case AMXC_VAR_ID_UINT8: return store_integer<uint8_t>(dest, v, amxc_var_set_uint8_t);
-    case AMXC_VAR_ID_UINT16: return store_integer<uint16_t>(dest, v, amxc_var_set_uint16_t);
-    case AMXC_VAR_ID_UINT32: return store_integer<uint32_t>(dest, v, amxc_var_set_uint32_t);
-    case AMXC_VAR_ID_UINT64: return store_integer<uint64_t>(dest, v, amxc_var_set_uint64_t);
-    case AMXC_VAR_ID_FD: {
-        int32_t fd = 0;
-        if(!to_integer(v, fd)) {
-            return -1;
+        case AMXC_VAR_ID_INT8: return store_integer<int8_t>(dest, v, amxc_var_set_int8_t);
+        case AMXC_VAR_ID_INT16: return store_integer<int16_t>(dest, v, amxc_var_set_int16_t);
+        case AMXC_VAR_ID_INT32: return store_integer<int32_t>(dest, v, amxc_var_set_int32_t);
+        case AMXC_VAR_ID_INT64: return store_integer<int64_t>(dest, v, amxc_var_set_int64_t);
+        case AMXC_VAR_ID_UINT8: return store_integer<uint8_t>(dest, v, amxc_var_set_uint8_t);
+        case AMXC_VAR_ID_UINT16: return store_integer<uint16_t>(dest, v, amxc_var_set_uint16_t);
+        case AMXC_VAR_ID_UINT32: return store_integer<uint32_t>(dest, v, amxc_var_set_uint32_t);
+        case AMXC_VAR_ID_UINT64: return store_integer<uint64_t>(dest, v, amxc_var_set_uint64_t);
+        case AMXC_VAR_ID_FD: {
+            int32_t fd = 0;
+            if(!to_integer(v, fd)) {
+                return -1;
+            }
+            amxc_var_set_type(dest, AMXC_VAR_ID_FD);
+            dest->data.fd = fd;
+            return 0;
         }
-        amxc_var_set_type(dest, AMXC_VAR_ID_FD);
-        dest->data.fd = fd;
-        return 0;
-    }
-    case AMXC_VAR_ID_DOUBLE: {
-        double d = 0;
-        return to_double(v, d) ? amxc_var_set_double(dest, d) : -1;
-    }
-    case AMXC_VAR_ID_BOOL: {
-        bool b = false;
-        return to_bool(v, b) ? amxc_var_set_bool(dest, b) : -1;
-    }
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING: {
-        char* text = (src->type_id == AMXC_VAR_ID_LIST && type == AMXC_VAR_ID_SSV_STRING) ? join(src, ' ')
-                                                                                            : amxc::to_text(src);
-        if(text == nullptr) {
-            return -1;
+        case AMXC_VAR_ID_DOUBLE: {
+            double d = 0;
+            return to_double(v, d) ? amxc_var_set_double(dest, d) : -1;
         }
-        amxc_var_set_type(dest, type);
-        dest->data.s = text;
-        return 0;
-    }
-    case AMXC_VAR_ID_LIST: return to_list(dest, src);
-    case AMXC_VAR_ID_HTABLE: return to_htable(dest, src);
-    case AMXC_VAR_ID_TIMESTAMP: {
-        amxc_ts_t ts{};
-        if(v.kind != Kind::String || !amxc::ts_parse(v.s, &ts)) {
-            return -1;
+        case AMXC_VAR_ID_BOOL: {
+            bool b = false;
+            return to_bool(v, b) ? amxc_var_set_bool(dest, b) : -1;
         }
-        return amxc_var_set_amxc_ts_t(dest, &ts);
-    }
-    default:
-        return -1;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: {
+            char* text = (src->type_id == AMXC_VAR_ID_LIST && type == AMXC_VAR_ID_SSV_STRING) ? join(src, ' ')
+                                                                                              : amxc::to_text(src);
+            if(text == nullptr) {
+                return -1;
+            }
+            amxc_var_set_type(dest, type);
+            dest->data.s = text;
+            return 0;
+        }
+        case AMXC_VAR_ID_LIST: return to_list(dest, src);
+        case AMXC_VAR_ID_HTABLE: return to_htable(dest, src);
+        case AMXC_VAR_ID_TIMESTAMP: {
+            amxc_ts_t ts{};
+            if(v.kind != Kind::String || !amxc::ts_parse(v.s, &ts)) {
+                return -1;
+            }
+            return amxc_var_set_amxc_ts_t(dest, &ts);
+        }
+        default: return -1;
     }
 }
 
@@ -489,24 +532,24 @@ char* to_text(const amxc_var_t* var) {
     TextBuf out;
     const auto& data = var->data;
     switch(var->type_id) {
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING: return strdup(data.s != nullptr ? data.s : "");
-    case AMXC_VAR_ID_INT8: out.appendf("%" PRId8, data.i8); break;
-    case AMXC_VAR_ID_INT16: out.appendf("%" PRId16, data.i16); break;
-    case AMXC_VAR_ID_INT32: out.appendf("%" PRId32, data.i32); break;
-    case AMXC_VAR_ID_INT64: out.appendf("%" PRId64, data.i64); break;
-    case AMXC_VAR_ID_UINT8: out.appendf("%" PRIu8, data.ui8); break;
-    case AMXC_VAR_ID_UINT16: out.appendf("%" PRIu16, data.ui16); break;
-    case AMXC_VAR_ID_UINT32: out.appendf("%" PRIu32, data.ui32); break;
-    case AMXC_VAR_ID_UINT64: out.appendf("%" PRIu64, data.ui64); break;
-    case AMXC_VAR_ID_FD: out.appendf("%d", data.fd); break;
-    case AMXC_VAR_ID_DOUBLE: out.appendf("%f", data.d); break;
-    case AMXC_VAR_ID_BOOL: out.append(data.b ? "true" : "false"); break;
-    case AMXC_VAR_ID_TIMESTAMP: ts_format(&data.ts, out); break;
-    case AMXC_VAR_ID_LIST:
-    case AMXC_VAR_ID_HTABLE: return join(var, ',');
-    default: return nullptr;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING: return strdup(data.s != nullptr ? data.s : "");
+        case AMXC_VAR_ID_INT8: out.appendf("%" PRId8, data.i8); break;
+        case AMXC_VAR_ID_INT16: out.appendf("%" PRId16, data.i16); break;
+        case AMXC_VAR_ID_INT32: out.appendf("%" PRId32, data.i32); break;
+        case AMXC_VAR_ID_INT64: out.appendf("%" PRId64, data.i64); break;
+        case AMXC_VAR_ID_UINT8: out.appendf("%" PRIu8, data.ui8); break;
+        case AMXC_VAR_ID_UINT16: out.appendf("%" PRIu16, data.ui16); break;
+        case AMXC_VAR_ID_UINT32: out.appendf("%" PRIu32, data.ui32); break;
+        case AMXC_VAR_ID_UINT64: out.appendf("%" PRIu64, data.ui64); break;
+        case AMXC_VAR_ID_FD: out.appendf("%d", data.fd); break;
+        case AMXC_VAR_ID_DOUBLE: out.appendf("%f", data.d); break;
+        case AMXC_VAR_ID_BOOL: out.append(data.b ? "true" : "false"); break;
+        case AMXC_VAR_ID_TIMESTAMP: ts_format(&data.ts, out); break;
+        case AMXC_VAR_ID_LIST:
+        case AMXC_VAR_ID_HTABLE: return join(var, ',');
+        default: return nullptr;
     }
     return out.release();
 }
@@ -527,8 +570,7 @@ bool ts_parse(const char* text, amxc_ts_t* ts) {
         return false;
     }
     static constexpr unsigned month_days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if(month < 1 || month > 12 || day < 1 ||
-       day > month_days[month - 1] + ((month == 2 && is_leap(year)) ? 1 : 0) ||
+    if(month < 1 || month > 12 || day < 1 || day > month_days[month - 1] + ((month == 2 && is_leap(year)) ? 1 : 0) ||
        hour > 23 || min > 59 || sec > 60) {
         return false;
     }
@@ -578,9 +620,8 @@ void ts_format(const amxc_ts_t* ts, TextBuf& out) {
     int64_t year = 0;
     unsigned month = 0, day = 0;
     civil_from_days(days, year, month, day);
-    out.appendf("%04" PRId64 "-%02u-%02uT%02u:%02u:%02u", year, month, day,
-                static_cast<unsigned>(rest / 3600), static_cast<unsigned>(rest / 60 % 60),
-                static_cast<unsigned>(rest % 60));
+    out.appendf("%04" PRId64 "-%02u-%02uT%02u:%02u:%02u", year, month, day, static_cast<unsigned>(rest / 3600),
+                static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60));
     if(ts->nsec > 0) {
         out.appendf(".%09" PRId32, ts->nsec);
     }
@@ -637,16 +678,36 @@ bool amxc_var_get_bool(const amxc_var_t* const var) {
     return var != nullptr && to_bool(read(var), out) && out;
 }
 
-int8_t amxc_var_get_int8_t(const amxc_var_t* const var) { return get_number<int8_t>(var); }
-uint8_t amxc_var_get_uint8_t(const amxc_var_t* const var) { return get_number<uint8_t>(var); }
-int16_t amxc_var_get_int16_t(const amxc_var_t* const var) { return get_number<int16_t>(var); }
-uint16_t amxc_var_get_uint16_t(const amxc_var_t* var) { return get_number<uint16_t>(var); }
-int32_t amxc_var_get_int32_t(const amxc_var_t* const var) { return get_number<int32_t>(var); }
-uint32_t amxc_var_get_uint32_t(const amxc_var_t* var) { return get_number<uint32_t>(var); }
-int64_t amxc_var_get_int64_t(const amxc_var_t* const var) { return get_number<int64_t>(var); }
-uint64_t amxc_var_get_uint64_t(const amxc_var_t* const var) { return get_number<uint64_t>(var); }
-double amxc_var_get_double(const amxc_var_t* var) { return get_number<double>(var); }
-int amxc_var_get_fd_t(const amxc_var_t* var) { return get_number<int32_t>(var); }
+int8_t amxc_var_get_int8_t(const amxc_var_t* const var) {
+    return get_number<int8_t>(var);
+}
+uint8_t amxc_var_get_uint8_t(const amxc_var_t* const var) {
+    return get_number<uint8_t>(var);
+}
+int16_t amxc_var_get_int16_t(const amxc_var_t* const var) {
+    return get_number<int16_t>(var);
+}
+uint16_t amxc_var_get_uint16_t(const amxc_var_t* var) {
+    return get_number<uint16_t>(var);
+}
+int32_t amxc_var_get_int32_t(const amxc_var_t* const var) {
+    return get_number<int32_t>(var);
+}
+uint32_t amxc_var_get_uint32_t(const amxc_var_t* var) {
+    return get_number<uint32_t>(var);
+}
+int64_t amxc_var_get_int64_t(const amxc_var_t* const var) {
+    return get_number<int64_t>(var);
+}
+uint64_t amxc_var_get_uint64_t(const amxc_var_t* const var) {
+    return get_number<uint64_t>(var);
+}
+double amxc_var_get_double(const amxc_var_t* var) {
+    return get_number<double>(var);
+}
+int amxc_var_get_fd_t(const amxc_var_t* var) {
+    return get_number<int32_t>(var);
+}
 
 char* amxc_var_get_cstring_t(const amxc_var_t* const var) {
     return amxc::to_text(var);

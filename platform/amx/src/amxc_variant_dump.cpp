@@ -60,28 +60,22 @@ void dump_value(amxc::TextBuf& out, const amxc_var_t* var, int depth) {
         return;
     }
     switch(var->type_id) {
-    case AMXC_VAR_ID_NULL:
-        out.append("<NULL>");
-        break;
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING:
-    case AMXC_VAR_ID_SSV_STRING:
-        out.append_char('"');
-        out.append(var->data.s != nullptr ? var->data.s : "");
-        out.append_char('"');
-        break;
-    case AMXC_VAR_ID_LIST:
-        dump_list(out, var, depth);
-        break;
-    case AMXC_VAR_ID_HTABLE:
-        dump_table(out, var, depth);
-        break;
-    default: {
-        char* text = amxc::to_text(var);
-        out.append(text != nullptr ? text : "");
-        free(text);
-        break;
-    }
+        case AMXC_VAR_ID_NULL: out.append("<NULL>"); break;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING:
+        case AMXC_VAR_ID_SSV_STRING:
+            out.append_char('"');
+            out.append(var->data.s != nullptr ? var->data.s : "");
+            out.append_char('"');
+            break;
+        case AMXC_VAR_ID_LIST: dump_list(out, var, depth); break;
+        case AMXC_VAR_ID_HTABLE: dump_table(out, var, depth); break;
+        default: {
+            char* text = amxc::to_text(var);
+            out.append(text != nullptr ? text : "");
+            free(text);
+            break;
+        }
     }
 }
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-amxc_llist_t so_list;                            // every open shared object, "self" first
-amxm_shared_object_t* current_so = nullptr;      // the object being opened or closed
+amxc_llist_t so_list;                       // every open shared object, "self" first
+amxm_shared_object_t* current_so = nullptr; // the object being opened or closed
 
 constexpr const char* self_name = "self";
 
@@ -159,8 +159,8 @@ amxm_module_t* amxm_so_get_module(const amxm_shared_object_t* const shared_objec
     return nullptr;
 }
 
-int amxm_so_execute_function(amxm_shared_object_t* const so, const char* const module_name,
-                             const char* const func_name, amxc_var_t* args, amxc_var_t* ret) {
+int amxm_so_execute_function(amxm_shared_object_t* const so, const char* const module_name, const char* const func_name,
+                             amxc_var_t* args, amxc_var_t* ret) {
     if(so == nullptr) {
         return -1;
     }
@@ -193,7 +193,8 @@ char* amxm_so_probe(const amxm_shared_object_t* const shared_object, size_t inde
     return it != nullptr ? strdup(module_of(it)->name) : nullptr;
 }
 
-int amxm_module_register(amxm_module_t** mod, amxm_shared_object_t* const shared_object, const char* const module_name) {
+int amxm_module_register(amxm_module_t** mod, amxm_shared_object_t* const shared_object,
+                         const char* const module_name) {
     if(mod == nullptr) {
         return -1;
     }

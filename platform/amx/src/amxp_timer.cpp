@@ -10,13 +10,13 @@
 
 namespace {
 
-amxc_llist_t timers;          // every timer, in creation order
+amxc_llist_t timers; // every timer, in creation order
 bool timers_enabled = true;
-int check_depth = 0;          // nesting of amxp_timers_check()
+int check_depth = 0; // nesting of amxp_timers_check()
 
 bool virtual_clock = false;
 uint64_t virtual_us = 0;
-uint64_t last_calc_us = 0;    // clock reading at the previous calculation
+uint64_t last_calc_us = 0; // clock reading at the previous calculation
 bool calculated = false;
 
 uint64_t now_us() {
@@ -136,22 +136,21 @@ void amxp_timers_calculate(void) {
     amxc_llist_iterate(it, &timers) {
         amxp_timer_t* timer = timer_of(it);
         switch(timer->state) {
-        case amxp_timer_started:
-            // Freshly started: the full timeout counts from now.
-            timer->state = amxp_timer_running;
-            break;
-        case amxp_timer_running:
-        case amxp_timer_expired: {
-            int64_t left = tv_us(timer->timer.it_value) - elapsed;
-            if(left <= 0) {
-                timer->state = amxp_timer_expired;
-                left = tv_us(timer->timer.it_interval);
+            case amxp_timer_started:
+                // Freshly started: the full timeout counts from now.
+                timer->state = amxp_timer_running;
+                break;
+            case amxp_timer_running:
+            case amxp_timer_expired: {
+                int64_t left = tv_us(timer->timer.it_value) - elapsed;
+                if(left <= 0) {
+                    timer->state = amxp_timer_expired;
+                    left = tv_us(timer->timer.it_interval);
+                }
+                set_tv(timer->timer.it_value, left);
+                break;
             }
-            set_tv(timer->timer.it_value, left);
-            break;
-        }
-        default:
-            break;
+            default: break;
         }
     }
 }

@@ -19,37 +19,37 @@ extern "C" {
 #endif
 
 /* ---- limits ---------------------------------------------------------------------------- */
-#define MAX_NUM_NODES            16
-#define CLNK_IFNAME_LEN          16
-#define MAX_BRIDGE_ENTRIES       192
-#define MAX_FLOWS_IN_LIST        32
-#define CLNK_NUM_PASSWORDS       8
-#define CLNK_PASSWORD_LEN        18
-#define CLNK_SOC_VERSION_WORDS   6
-#define CLNK_NUM_PARAM_WORDS     9
-#define CLNK_NUM_ECB_DEBUG       16
-#define CLNK_NUM_OFDMA           3
+#define MAX_NUM_NODES 16
+#define CLNK_IFNAME_LEN 16
+#define MAX_BRIDGE_ENTRIES 192
+#define MAX_FLOWS_IN_LIST 32
+#define CLNK_NUM_PASSWORDS 8
+#define CLNK_PASSWORD_LEN 18
+#define CLNK_SOC_VERSION_WORDS 6
+#define CLNK_NUM_PARAM_WORDS 9
+#define CLNK_NUM_ECB_DEBUG 16
+#define CLNK_NUM_OFDMA 3
 
-#define MAX_RLAPM_PROFILES       16
-#define MAX_RLAPM_FREQS          6
-#define MAX_RX_LEVELS            81
-#define MAX_RX_LEVELS_PADDED     84
-#define MAX_SAPM_PROFILES        16
-#define MAX_SAPM_FREQS           4
+#define MAX_RLAPM_PROFILES 16
+#define MAX_RLAPM_FREQS 6
+#define MAX_RX_LEVELS 81
+#define MAX_RX_LEVELS_PADDED 84
+#define MAX_SAPM_PROFILES 16
+#define MAX_SAPM_FREQS 4
 #define MAX_MINI_SAPM_MARGIN_LEN 256
 
 /* ---- result codes ---------------------------------------------------------------------- */
-#define CLNK_OK                  0
-#define CLNK_ERR_GENERIC        (-1)
-#define CLNK_ERR_NO_DEVICE      (-2)   /* no such interface, or it cannot be opened */
-#define CLNK_ERR_BAD_PARAM      (-3)   /* NULL pointer, bad handle, bad argument */
-#define CLNK_ERR_NO_NODE        (-4)   /* node id not in the network */
-#define CLNK_ERR_TIMEOUT        (-5)   /* the chip did not answer in time */
+#define CLNK_OK 0
+#define CLNK_ERR_GENERIC (-1)
+#define CLNK_ERR_NO_DEVICE (-2) /* no such interface, or it cannot be opened */
+#define CLNK_ERR_BAD_PARAM (-3) /* NULL pointer, bad handle, bad argument */
+#define CLNK_ERR_NO_NODE (-4)   /* node id not in the network */
+#define CLNK_ERR_TIMEOUT (-5)   /* the chip did not answer in time */
 
 /* ---- handles and names ----------------------------------------------------------------- */
 typedef struct {
-    void* ctx;                      /* library-private */
-    uint32_t magic;                 /* set by a successful open, cleared by close */
+    void* ctx;      /* library-private */
+    uint32_t magic; /* set by a successful open, cleared by close */
     int32_t slot;
     char ifName[CLNK_IFNAME_LEN];
 } ClnkLib_Handle_t;
@@ -59,8 +59,8 @@ typedef struct {
 } ClnkLib_Name_t;
 
 typedef struct {
-    uint32_t hi;                    /* bytes 1-4, most significant first */
-    uint32_t lo;                    /* bytes 5-6 in bits 31-16 */
+    uint32_t hi; /* bytes 1-4, most significant first */
+    uint32_t lo; /* bytes 5-6 in bits 31-16 */
 } ClnkLib_MacAddr_t;
 
 /* ---- local node and network ------------------------------------------------------------ */
@@ -69,9 +69,9 @@ typedef struct {
     uint32_t ncNodeId;
     uint32_t backupNodeId;
     uint32_t lmoNodeId;
-    uint32_t linkStatus;            /* 0 = link down */
+    uint32_t linkStatus; /* 0 = link down */
     uint32_t networkState;
-    uint32_t networkMocaVer;        /* major in bits 7-4, minor in bits 3-0 */
+    uint32_t networkMocaVer; /* major in bits 7-4, minor in bits 3-0 */
     uint32_t activeNodeBitmask;
     uint32_t sleepM1NodeBitmask;
     uint32_t sleepM2NodeBitmask;
@@ -80,7 +80,7 @@ typedef struct {
     int32_t secChnOffset;
     uint32_t tabooMask;
     uint32_t socVersionStr[CLNK_SOC_VERSION_WORDS];
-    uint32_t macAddrHi;             /* the local node's own GUID */
+    uint32_t macAddrHi; /* the local node's own GUID */
     uint32_t macAddrLo;
 } ClnkLib_LocalInfo_t;
 
@@ -89,8 +89,8 @@ typedef struct {
     uint32_t guidHi;
     uint32_t guidLo;
     uint32_t mocaVer;
-    uint32_t protoSupport;          /* 0x40 preferred NC, 0x180 version bits, 0x200 bonding */
-    uint64_t txDataFrameGood;       /* 64-bit counters: halves exchanged */
+    uint32_t protoSupport;    /* 0x40 preferred NC, 0x180 version bits, 0x200 bonding */
+    uint64_t txDataFrameGood; /* 64-bit counters: halves exchanged */
     uint64_t txDataFrameDropped;
     uint64_t rxDataFrameGood;
     uint64_t rxDataFrameBad;
@@ -171,8 +171,8 @@ typedef struct MXL_MOCA_CFG_V2 {
     uint16_t tgtP2pVlperRate;
     uint16_t tgtP2p50Rate;
     uint16_t lof16;
-    uint32_t tabooOffset : 8;       /* one 32-bit word: offset in bits 7-0, */
-    uint32_t tabooMask : 24;        /* mask in bits 31-8 */
+    uint32_t tabooOffset : 8; /* one 32-bit word: offset in bits 7-0, */
+    uint32_t tabooMask : 24;  /* mask in bits 31-8 */
     uint32_t channelMask;
     uint32_t bandMask;
 } ClnkLib_ClnkCfgV2_t;
@@ -182,36 +182,36 @@ typedef struct {
     uint32_t words[CLNK_NUM_PARAM_WORDS];
 } clnk_param_mask_t;
 
-#define SET_PARAM_BIT(pmask, opt)   ((pmask)->words[(opt) / 32] |= (1u << ((opt) % 32)))
-#define TEST_PARAM_BIT(pmask, opt)  ((((pmask)->words[(opt) / 32]) >> ((opt) % 32)) & 1u)
+#define SET_PARAM_BIT(pmask, opt) ((pmask)->words[(opt) / 32] |= (1u << ((opt) % 32)))
+#define TEST_PARAM_BIT(pmask, opt) ((((pmask)->words[(opt) / 32]) >> ((opt) % 32)) & 1u)
 
-#define OPT_MOCA_PASSWD_D         52
-#define OPT_MOCA_PASSWD_D_LO      53
-#define OPT_MOCA_PASSWD_D_HI      54
-#define OPT_MOCA_PASSWD_E         55
-#define OPT_MOCA_PASSWD_F_SAT     56
-#define OPT_MOCA_PASSWD_F_CBL     57
-#define OPT_MOCA_PASSWD_H         58
-#define OPT_MOCA_PASSWD_CUSTOM    59
-#define OPT_PREFER_NC_MODE        69
-#define OPT_SECURITY_MODE         70
-#define OPT_SECURITY_MODE_D       71
-#define OPT_SECURITY_MODE_D_LO    72
-#define OPT_SECURITY_MODE_D_HI    73
-#define OPT_SECURITY_MODE_E       74
-#define OPT_SECURITY_MODE_F_SAT   75
-#define OPT_SECURITY_MODE_F_CBL   76
-#define OPT_SECURITY_MODE_H       77
-#define OPT_SECURITY_MODE_CUSTOM  78
-#define OPT_TABOO_MASK            138
-#define OPT_BEACON_TX_POW         158
-#define OPT_MAX_TX_POW            162
-#define OPT_TARGETP2PRATE50       199
-#define OPT_TARGETP2PRATENPER     200
+#define OPT_MOCA_PASSWD_D 52
+#define OPT_MOCA_PASSWD_D_LO 53
+#define OPT_MOCA_PASSWD_D_HI 54
+#define OPT_MOCA_PASSWD_E 55
+#define OPT_MOCA_PASSWD_F_SAT 56
+#define OPT_MOCA_PASSWD_F_CBL 57
+#define OPT_MOCA_PASSWD_H 58
+#define OPT_MOCA_PASSWD_CUSTOM 59
+#define OPT_PREFER_NC_MODE 69
+#define OPT_SECURITY_MODE 70
+#define OPT_SECURITY_MODE_D 71
+#define OPT_SECURITY_MODE_D_LO 72
+#define OPT_SECURITY_MODE_D_HI 73
+#define OPT_SECURITY_MODE_E 74
+#define OPT_SECURITY_MODE_F_SAT 75
+#define OPT_SECURITY_MODE_F_CBL 76
+#define OPT_SECURITY_MODE_H 77
+#define OPT_SECURITY_MODE_CUSTOM 78
+#define OPT_TABOO_MASK 138
+#define OPT_BEACON_TX_POW 158
+#define OPT_MAX_TX_POW 162
+#define OPT_TARGETP2PRATE50 199
+#define OPT_TARGETP2PRATENPER 200
 
 /* ---- PHY margin tables ----------------------------------------------------------------- */
 typedef struct {
-    uint32_t freq;                                  /* 0: row not in use */
+    uint32_t freq; /* 0: row not in use */
     uint8_t phymargin[MAX_RX_LEVELS_PADDED];
 } MXL_MOCA_RLAPM_TABLE_V2_T;
 
@@ -228,7 +228,7 @@ typedef struct {
 } ClnkLib_RlapmStaticCfgV2_t;
 
 typedef struct {
-    uint32_t freq;                                  /* 0: row not in use */
+    uint32_t freq; /* 0: row not in use */
     uint32_t threshold;
     int32_t scstart;
     uint8_t phymargin[MAX_MINI_SAPM_MARGIN_LEN];
@@ -280,15 +280,15 @@ typedef struct {
 } ClnkLib_FmrInfo_t;
 
 /* ---- bridge tables --------------------------------------------------------------------- */
-#define CLNK_BRIDGE_UCAST_DST  0
-#define CLNK_BRIDGE_MCAST_DST  1
-#define CLNK_BRIDGE_PQOS_FLOW  2
-#define CLNK_BRIDGE_UCAST_SRC  3
-#define CLNK_BRIDGE_MCAST_SRC  4
+#define CLNK_BRIDGE_UCAST_DST 0
+#define CLNK_BRIDGE_MCAST_DST 1
+#define CLNK_BRIDGE_PQOS_FLOW 2
+#define CLNK_BRIDGE_UCAST_SRC 3
+#define CLNK_BRIDGE_MCAST_SRC 4
 
 typedef struct {
-    uint32_t macAddrHi;             /* MAC bytes 1-4 */
-    uint32_t macAddrLoIds;          /* MAC bytes 5-6 in bits 31-16, node id in bits 15-0 */
+    uint32_t macAddrHi;    /* MAC bytes 1-4 */
+    uint32_t macAddrLoIds; /* MAC bytes 5-6 in bits 31-16, node id in bits 15-0 */
 } ClnkLib_BridgeEntry_t;
 
 typedef struct {
@@ -380,10 +380,10 @@ int32_t ClnkLib_ListNames(ClnkLib_Name_t* names, uint32_t capacity);
 
 int32_t ClnkLib_GetLocalInfo(ClnkLib_Handle_t* pHandle, ClnkLib_LocalInfo_t* pInfo);
 int32_t ClnkLib_GetNetInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeId, ClnkLib_NetInfo_t* pInfo);
-int32_t ClnkLib_GetPhyTxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType,
-                                uint32_t flags, ClnkLib_PhyTxProfile_t* pProfile);
-int32_t ClnkLib_GetPhyRxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType,
-                                uint32_t flags, ClnkLib_PhyRxProfile_t* pProfile);
+int32_t ClnkLib_GetPhyTxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType, uint32_t flags,
+                                ClnkLib_PhyTxProfile_t* pProfile);
+int32_t ClnkLib_GetPhyRxProfile(ClnkLib_Handle_t* pHandle, uint32_t nodeId, uint32_t profileType, uint32_t flags,
+                                ClnkLib_PhyRxProfile_t* pProfile);
 int32_t ClnkLib_GetEcbStats(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_EcbStats_t* pStats);
 int32_t ClnkLib_GetClnkCfgV2(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_ClnkCfgV2_t* pCfg);
 int32_t ClnkLib_GetClnkCfgV2Params(ClnkLib_Handle_t* pHandle, const clnk_param_mask_t* pMask,
@@ -397,14 +397,11 @@ int32_t ClnkLib_GetCdInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeId, ClnkLib_Cd
 int32_t ClnkLib_GetDataStats(ClnkLib_Handle_t* pHandle, uint32_t flags, ClnkLib_DataStats_t* pStats);
 int32_t ClnkLib_GetRlapmCfg(ClnkLib_Handle_t* pHandle, ClnkLib_RlapmStaticCfgV2_t* pCfg);
 int32_t ClnkLib_GetSapmCfg(ClnkLib_Handle_t* pHandle, ClnkLib_SapmStaticCfgV2_t* pCfg);
-int32_t ClnkLib_GetFmrInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeMask, uint32_t flags,
-                           ClnkLib_FmrInfo_t* pFmr);
-int32_t ClnkLib_GetBridgeTable(ClnkLib_Handle_t* pHandle, uint32_t tableType, uint32_t flags,
-                               uint32_t* pNumEntries, ClnkLib_BridgeTable_t* pTable);
-int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq,
-                          ClnkLib_FlowListRsp_t* pRsp);
-int32_t ClnkLib_QueryFlow(ClnkLib_Handle_t* pHandle, ClnkLib_MacAddr_t* pFlowId,
-                          ClnkLib_FlowQueryRsp_t* pRsp);
+int32_t ClnkLib_GetFmrInfo(ClnkLib_Handle_t* pHandle, uint32_t nodeMask, uint32_t flags, ClnkLib_FmrInfo_t* pFmr);
+int32_t ClnkLib_GetBridgeTable(ClnkLib_Handle_t* pHandle, uint32_t tableType, uint32_t flags, uint32_t* pNumEntries,
+                               ClnkLib_BridgeTable_t* pTable);
+int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* pHandle, ClnkLib_FlowListReq_t* pReq, ClnkLib_FlowListRsp_t* pRsp);
+int32_t ClnkLib_QueryFlow(ClnkLib_Handle_t* pHandle, ClnkLib_MacAddr_t* pFlowId, ClnkLib_FlowQueryRsp_t* pRsp);
 
 #ifdef __cplusplus
 }

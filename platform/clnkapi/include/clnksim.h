@@ -32,7 +32,7 @@ bool patch(const nlohmann::json& merge_patch, std::string* err);
 // The live state in scenario form (counters as true values, configuration as written);
 // armed faults are not part of it.
 nlohmann::json state();
-nlohmann::ordered_json state_ordered();     // the same, interfaces in their order
+nlohmann::ordered_json state_ordered(); // the same, interfaces in their order
 
 // A saved copy of the live network (not faults, the call log or handles).
 // Putting it back costs a copy of the records, far less than loading its
@@ -53,7 +53,7 @@ void restore(const Snapshot& saved);
 // ({"numEntries": 1000, "entries.3.nodeId": 40}: a path into the answer, numbers
 // as in scenarios, any value that fits the field's width).
 struct Fault {
-    std::string op;                          // "ClnkLib_GetNetInfo" or "GetNetInfo"
+    std::string op; // "ClnkLib_GetNetInfo" or "GetNetInfo"
     uint32_t skip = 0;
     uint32_t times = 1;
     int32_t rc = -1;
@@ -70,11 +70,11 @@ void clear_faults();
 // One chip call as made: {"op": "ClnkLib_GetNetInfo", "args": [3], "rc": 0}; rc is null for ClnkLib_Close.
 struct Call {
     std::string op;
-    nlohmann::json args;                     // array of the identifying arguments
-    nlohmann::json rc;                       // number, or null for ClnkLib_Close
+    nlohmann::json args; // array of the identifying arguments
+    nlohmann::json rc;   // number, or null for ClnkLib_Close
 };
 const std::vector<Call>& calls();
-std::vector<Call> take_calls();              // returns the log and clears it
+std::vector<Call> take_calls(); // returns the log and clears it
 void clear_calls();
 nlohmann::json call_to_json(const Call& call);
 

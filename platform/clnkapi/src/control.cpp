@@ -13,13 +13,12 @@ namespace detail {
 namespace {
 
 const char* const kFaultableOps[] = {
-    "ClnkLib_OpenByName",      "ClnkLib_ListNames",       "ClnkLib_GetLocalInfo",
-    "ClnkLib_GetNetInfo",      "ClnkLib_GetPhyTxProfile", "ClnkLib_GetPhyRxProfile",
-    "ClnkLib_GetEcbStats",     "ClnkLib_GetClnkCfgV2",    "ClnkLib_GetClnkCfgV2Params",
-    "ClnkLib_SetClnkCfgV2Params", "ClnkLib_Stop",         "ClnkLib_Start",
-    "ClnkLib_GetPhyMisc",      "ClnkLib_GetCdInfo",       "ClnkLib_GetDataStats",
-    "ClnkLib_GetRlapmCfg",     "ClnkLib_GetSapmCfg",      "ClnkLib_GetFmrInfo",
-    "ClnkLib_GetBridgeTable",  "ClnkLib_ListFlows",       "ClnkLib_QueryFlow",
+    "ClnkLib_OpenByName",         "ClnkLib_ListNames",          "ClnkLib_GetLocalInfo",   "ClnkLib_GetNetInfo",
+    "ClnkLib_GetPhyTxProfile",    "ClnkLib_GetPhyRxProfile",    "ClnkLib_GetEcbStats",    "ClnkLib_GetClnkCfgV2",
+    "ClnkLib_GetClnkCfgV2Params", "ClnkLib_SetClnkCfgV2Params", "ClnkLib_Stop",           "ClnkLib_Start",
+    "ClnkLib_GetPhyMisc",         "ClnkLib_GetCdInfo",          "ClnkLib_GetDataStats",   "ClnkLib_GetRlapmCfg",
+    "ClnkLib_GetSapmCfg",         "ClnkLib_GetFmrInfo",         "ClnkLib_GetBridgeTable", "ClnkLib_ListFlows",
+    "ClnkLib_QueryFlow",
 };
 
 // The op is one that can fail, flow fields only where the op reports them, set fields
@@ -130,7 +129,7 @@ bool read_file(const std::string& path, ojson* out, std::string* err) {
     return true;
 }
 
-}  // namespace
+} // namespace
 
 Sim& sim() {
     static Sim* instance = [] {
@@ -174,7 +173,7 @@ FaultHit take_fault(const std::string& op) {
             const Fault& f = it->fault;
             if(f.rc != 0) {
                 if(!hit.rc) {
-                    hit.rc = f.rc;   // the earliest armed failing fault decides the code
+                    hit.rc = f.rc; // the earliest armed failing fault decides the code
                 }
             } else {
                 if(f.flow_code) {
@@ -186,7 +185,7 @@ FaultHit take_fault(const std::string& op) {
             }
         }
         if(it->seen >= it->fault.skip + static_cast<uint64_t>(it->fault.times)) {
-            it = faults.erase(it);   // spent
+            it = faults.erase(it); // spent
         } else {
             ++it;
         }
@@ -194,7 +193,7 @@ FaultHit take_fault(const std::string& op) {
     return hit;
 }
 
-}  // namespace detail
+} // namespace detail
 
 using detail::ojson;
 using detail::sim;
@@ -214,7 +213,7 @@ bool guarded(std::string* err, const char* what, Body&& body) {
     }
 }
 
-}  // namespace
+} // namespace
 
 bool load(const nlohmann::json& scenario, std::string* err) {
     // nlohmann::json keeps object keys sorted: the interfaces come in name order.
@@ -335,7 +334,7 @@ bool parse_fault(const ojson& fault, const std::string& path, ArmedFault* out, s
     return true;
 }
 
-}  // namespace detail
+} // namespace detail
 
 void clear_faults() {
     sim().faults.clear();
@@ -383,4 +382,4 @@ void reset() {
     s.calls.clear();
 }
 
-}  // namespace clnksim
+} // namespace clnksim

@@ -17,8 +17,7 @@
 
 namespace clnksim::detail {
 
-const char* const kBridgeTableNames[kNumBridgeTables] = {"ucastDst", "mcastDst", "pqosFlow",
-                                                         "ucastSrc", "mcastSrc"};
+const char* const kBridgeTableNames[kNumBridgeTables] = {"ucastDst", "mcastDst", "pqosFlow", "ucastSrc", "mcastSrc"};
 
 Iface* State::find(const std::string& name) {
     for(auto& i : ifaces) {
@@ -53,22 +52,22 @@ constexpr uint8_t kRawOwner = 4;
 
 struct Desc;
 using CustomSet = bool (*)(void* rec, const ojson& v, const std::string& path, std::string* err);
-using CustomGet = ojson (*)(const void* rec);   // null: nothing to write
+using CustomGet = ojson (*)(const void* rec); // null: nothing to write
 
 struct Field {
     const char* name;
     Form form;
     size_t off = 0;
-    uint8_t width = 4;             // Int: bytes
+    uint8_t width = 4; // Int: bytes
     bool is_signed = false;
     uint8_t flags = 0;
-    size_t count = 0;              // 0: scalar, else the array length
-    size_t stride = 0;             // array element size
-    const Desc* sub = nullptr;     // Rec
-    size_t off2 = 0;               // Mac: the low word
-    uint8_t shift = 0;             // Bits
+    size_t count = 0;          // 0: scalar, else the array length
+    size_t stride = 0;         // array element size
+    const Desc* sub = nullptr; // Rec
+    size_t off2 = 0;           // Mac: the low word
+    uint8_t shift = 0;         // Bits
     uint8_t bits = 0;
-    CustomSet set = nullptr;       // Custom
+    CustomSet set = nullptr; // Custom
     CustomGet get = nullptr;
 };
 
@@ -150,7 +149,7 @@ std::vector<Field> operator+(std::vector<Field> a, const std::vector<Field>& b) 
 #define SIM_EXPAND2(...) SIM_EXPAND1(SIM_EXPAND1(SIM_EXPAND1(SIM_EXPAND1(__VA_ARGS__))))
 #define SIM_EXPAND1(...) __VA_ARGS__
 #define SIM_FIELDS(T, C, S, ...) __VA_OPT__(SIM_EXPAND(SIM_FIELDS_STEP(T, C, S, __VA_ARGS__)))
-#define SIM_FIELDS_STEP(T, C, S, F, ...) \
+#define SIM_FIELDS_STEP(T, C, S, F, ...)                                                                               \
     num<C>(#F, offsetof(T, F), S), __VA_OPT__(SIM_FIELDS_AGAIN SIM_PARENS(T, C, S, __VA_ARGS__))
 #define SIM_FIELDS_AGAIN() SIM_FIELDS_STEP
 #define U8(T, ...) SIM_FIELDS(T, uint8_t, false, __VA_ARGS__)
@@ -163,56 +162,52 @@ std::vector<Field> operator+(std::vector<Field> a, const std::vector<Field>& b) 
 // A member that is an array of records described by SUB.
 #define REC(T, F, SUB) rec(#F, offsetof(T, F), &SUB, sizeof(T::F) / sizeof(T::F[0]), sizeof(T::F[0]))
 #define RAW(T, F) num<uint32_t>(#F, offsetof(T, F), false, 0, kRaw)
-#define MAC_OF(T, F) mac(#F, offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, hi), offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, lo))
+#define MAC_OF(T, F)                                                                                                   \
+    mac(#F, offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, hi), offsetof(T, F) + offsetof(ClnkLib_MacAddr_t, lo))
 
 using LI = ClnkLib_LocalInfo_t;
-const Desc kLocalInfo{{
-    U32(LI, nodeId, ncNodeId, backupNodeId, lmoNodeId, linkStatus, networkState, networkMocaVer,
-        activeNodeBitmask, sleepM1NodeBitmask, sleepM2NodeBitmask, sleepM3NodeBitmask)
-    I32(LI, priChnOffset, secChnOffset)
-    U32(LI, tabooMask)
-    [] { Field f{"socVersionStr", Form::Text}; f.off = offsetof(LI, socVersionStr); f.width = sizeof(LI::socVersionStr); return f; }(),
-    mac("mac", offsetof(LI, macAddrHi), offsetof(LI, macAddrLo), kRawOwner),
-    RAW(LI, macAddrHi), RAW(LI, macAddrLo),
-}};
+const Desc kLocalInfo{{U32(LI, nodeId, ncNodeId, backupNodeId, lmoNodeId, linkStatus, networkState, networkMocaVer,
+                           activeNodeBitmask, sleepM1NodeBitmask, sleepM2NodeBitmask, sleepM3NodeBitmask)
+                           I32(LI, priChnOffset, secChnOffset)
+                               U32(LI, tabooMask)[]{Field f{"socVersionStr", Form::Text};
+f.off = offsetof(LI, socVersionStr);
+f.width = sizeof(LI::socVersionStr);
+return f;
+} // namespace
+(), mac("mac", offsetof(LI, macAddrHi), offsetof(LI, macAddrLo), kRawOwner), RAW(LI, macAddrHi), RAW(LI, macAddrLo),
+} // namespace clnksim::detail
+}
+;
 
 using NI = ClnkLib_NetInfo_t;
-const Desc kNetInfo{{
-    U32(NI, nodeId)
-    mac("guid", offsetof(NI, guidHi), offsetof(NI, guidLo), kRawOwner),
-    RAW(NI, guidHi), RAW(NI, guidLo),
-    U32(NI, mocaVer, protoSupport)
-    U64(NI, txDataFrameGood, txDataFrameDropped, rxDataFrameGood, rxDataFrameBad)
-}};
+const Desc kNetInfo{{U32(NI, nodeId) mac("guid", offsetof(NI, guidHi), offsetof(NI, guidLo), kRawOwner),
+                     RAW(NI, guidHi), RAW(NI, guidLo),
+                     U32(NI, mocaVer, protoSupport)
+                         U64(NI, txDataFrameGood, txDataFrameDropped, rxDataFrameGood, rxDataFrameBad)}};
 
 const Desc kTxProfile{{U32(ClnkLib_PhyTxProfile_t, txProfileValid, txPhyrate, txTpcBackoff, txNumSymbols, txCp)}};
-const Desc kRxProfile{{U32(ClnkLib_PhyRxProfile_t, rxProfileValid, rxPhyrate, rxPwrLevel, rxChnSnr, rxNumSymbols, rxCp)}};
+const Desc kRxProfile{
+    {U32(ClnkLib_PhyRxProfile_t, rxProfileValid, rxPhyrate, rxPwrLevel, rxChnSnr, rxNumSymbols, rxCp)}};
 const Desc kCdInfo{{U32(ClnkLib_CdInfo_t, linkUpTimeInSecs, resetCount, resetLine, resetEpc, linkLostCount)}};
 const Desc kPhyMisc{{U32(ClnkLib_PhyMisc_t, currentOperatingFrequency, currentBand, txPowerDbm)}};
-const Desc kEcbStats{{U32(ClnkLib_EcbStats_t, debug0, debug1, debug2, debug3, debug4, debug5, debug6, debug7,
-                          debug8, debug9, debug10, debug11, debug12, debug13, debug14, debug15)}};
+const Desc kEcbStats{{U32(ClnkLib_EcbStats_t, debug0, debug1, debug2, debug3, debug4, debug5, debug6, debug7, debug8,
+                          debug9, debug10, debug11, debug12, debug13, debug14, debug15)}};
 
 using DS = ClnkLib_DataStats_t;
-const Desc kDataStats{{
-    U64(DS, txTotalPkts, txTotalBytes, txDroppedPkts, txBcastPkts, txMcastPkts)
-    ARR(DS, txUcastPkts, uint64_t, MAX_NUM_NODES),
-    U64(DS, txBcastBytes, txMcastBytes, txUcastBytes, txGoodPktsInLast60s, txDroppedPktsInLast60s,
-        rxTotalPkts, rxTotalBytes, rxDroppedPkts)
-    ARR(DS, rxBcastPkts, uint64_t, MAX_NUM_NODES),
-    ARR(DS, rxMcastPkts, uint64_t, MAX_NUM_NODES),
-    ARR(DS, rxUcastPkts, uint64_t, MAX_NUM_NODES),
-    U64(DS, rxBcastBytes, rxMcastBytes, rxUcastBytes, rxGoodPktsInLast60s, rxBadPktsInLast60s)
-}};
+const Desc kDataStats{{U64(DS, txTotalPkts, txTotalBytes, txDroppedPkts, txBcastPkts, txMcastPkts)
+                           ARR(DS, txUcastPkts, uint64_t, MAX_NUM_NODES),
+                       U64(DS, txBcastBytes, txMcastBytes, txUcastBytes, txGoodPktsInLast60s, txDroppedPktsInLast60s,
+                           rxTotalPkts, rxTotalBytes, rxDroppedPkts) ARR(DS, rxBcastPkts, uint64_t, MAX_NUM_NODES),
+                       ARR(DS, rxMcastPkts, uint64_t, MAX_NUM_NODES), ARR(DS, rxUcastPkts, uint64_t, MAX_NUM_NODES),
+                       U64(DS, rxBcastBytes, rxMcastBytes, rxUcastBytes, rxGoodPktsInLast60s, rxBadPktsInLast60s)}};
 
 const Desc kFmrP2p{{U16(ClnkLib_FmrP2p_t, gapNper, gapVLper, ofdmbNper, ofdmbVLper, rateNper, rateVLper)}};
 const Desc kFmrOfdma{{U16(ClnkLib_FmrOfdma_t, ofdmaDefTab, ofdmaGap, ofdmaRate, ofdmaSubchannels)}};
 
 using NF = ClnkLib_NodeFmr_t;
 const Desc kNodeFmr{{
-    U32(NF, validInfo)
-    REC(NF, p2p, kFmrP2p),
-    U16(NF, gapGcd, ofdmbGcd, rateGcd, defTableNum)
-    REC(NF, ofdma, kFmrOfdma),
+    U32(NF, validInfo) REC(NF, p2p, kFmrP2p),
+    U16(NF, gapGcd, ofdmbGcd, rateGcd, defTableNum) REC(NF, ofdma, kFmrOfdma),
 }};
 
 using RR = MXL_MOCA_RLAPM_TABLE_V2_T;
@@ -232,9 +227,8 @@ const Desc kSapm{{U32(SC, sapmmode) I32(SC, sapmProfileId) REC(SC, profiles, kSa
 using PFP = ClnkLib_PFP_t;
 const std::vector<Field> kPfpFields{
     MAC_OF(PFP, flowId), MAC_OF(PFP, packetDa), MAC_OF(PFP, ingressGuid), MAC_OF(PFP, egressGuid),
-    U32(PFP, tPktSize, flowTag, tPeakDataRateKbps, tLeaseTimeSec, tBurstSize, maxLatencyMs, stAvgRatio,
-        maxNumRetry, flowPer, inOrderDeliver, tProtocol, ingressClass, vlanTag, dscpMoca)
-};
+    U32(PFP, tPktSize, flowTag, tPeakDataRateKbps, tLeaseTimeSec, tBurstSize, maxLatencyMs, stAvgRatio, maxNumRetry,
+        flowPer, inOrderDeliver, tProtocol, ingressClass, vlanTag, dscpMoca)};
 
 // A flow of the scenario: its parameters (the flow id always written) and what the chip adds.
 const Desc kFlow{[] {
@@ -254,7 +248,8 @@ const Desc kBridgeEntry{{
         f.flags = kKeep;
         return f;
     }(),
-    RAW(BE, macAddrHi), RAW(BE, macAddrLoIds),
+    RAW(BE, macAddrHi),
+    RAW(BE, macAddrLoIds),
 }};
 
 bool parse_index(const std::string& key, size_t count, size_t* out) {
@@ -320,10 +315,22 @@ bool num_value(const ojson& v, unsigned nbits, bool is_signed, const std::string
 
 void store_int(char* at, unsigned width, uint64_t u) {
     switch(width) {
-    case 1: { auto x = static_cast<uint8_t>(u); std::memcpy(at, &x, 1); break; }
-    case 2: { auto x = static_cast<uint16_t>(u); std::memcpy(at, &x, 2); break; }
-    case 4: { auto x = static_cast<uint32_t>(u); std::memcpy(at, &x, 4); break; }
-    default: std::memcpy(at, &u, 8); break;
+        case 1: {
+            auto x = static_cast<uint8_t>(u);
+            std::memcpy(at, &x, 1);
+            break;
+        }
+        case 2: {
+            auto x = static_cast<uint16_t>(u);
+            std::memcpy(at, &x, 2);
+            break;
+        }
+        case 4: {
+            auto x = static_cast<uint32_t>(u);
+            std::memcpy(at, &x, 4);
+            break;
+        }
+        default: std::memcpy(at, &u, 8); break;
     }
 }
 
@@ -331,10 +338,25 @@ void store_int(char* at, unsigned width, uint64_t u) {
 uint64_t load_int(const char* at, unsigned width, bool is_signed) {
     uint64_t u = 0;
     switch(width) {
-    case 1: { uint8_t x; std::memcpy(&x, at, 1); u = x; break; }
-    case 2: { uint16_t x; std::memcpy(&x, at, 2); u = x; break; }
-    case 4: { uint32_t x; std::memcpy(&x, at, 4); u = x; break; }
-    default: std::memcpy(&u, at, 8); return u;
+        case 1: {
+            uint8_t x;
+            std::memcpy(&x, at, 1);
+            u = x;
+            break;
+        }
+        case 2: {
+            uint16_t x;
+            std::memcpy(&x, at, 2);
+            u = x;
+            break;
+        }
+        case 4: {
+            uint32_t x;
+            std::memcpy(&x, at, 4);
+            u = x;
+            break;
+        }
+        default: std::memcpy(&u, at, 8); return u;
     }
     const unsigned shift = 64 - 8 * width;
     return is_signed ? static_cast<uint64_t>(static_cast<int64_t>(u << shift) >> shift) : u;
@@ -397,67 +419,56 @@ ojson password_json(const char* slot) {
     return bytes;
 }
 
-#define CFG_BITS(F, BITS)                                                                         \
-    custom(                                                                                       \
-        #F, BITS,                                                                                 \
-        [](void* r, const ojson& v, const std::string& p, std::string* e) {                      \
-            uint64_t u = 0;                                                                       \
-            if(!num_value(v, BITS, false, p, e, &u)) {                                            \
-                return false;                                                                     \
-            }                                                                                     \
-            static_cast<ClnkLib_ClnkCfgV2_t*>(r)->F = static_cast<uint32_t>(u) & ((1ull << BITS) - 1); \
-            return true;                                                                          \
-        },                                                                                        \
-        [](const void* r) {                                                                       \
-            uint32_t x = static_cast<const ClnkLib_ClnkCfgV2_t*>(r)->F;                          \
-            return x != 0 ? ojson(x) : ojson();                                                   \
+#define CFG_BITS(F, BITS)                                                                                              \
+    custom(                                                                                                            \
+        #F, BITS,                                                                                                      \
+        [](void* r, const ojson& v, const std::string& p, std::string* e) {                                            \
+            uint64_t u = 0;                                                                                            \
+            if(!num_value(v, BITS, false, p, e, &u)) {                                                                 \
+                return false;                                                                                          \
+            }                                                                                                          \
+            static_cast<ClnkLib_ClnkCfgV2_t*>(r)->F = static_cast<uint32_t>(u) & ((1ull << BITS) - 1);                 \
+            return true;                                                                                               \
+        },                                                                                                             \
+        [](const void* r) {                                                                                            \
+            uint32_t x = static_cast<const ClnkLib_ClnkCfgV2_t*>(r)->F;                                                \
+            return x != 0 ? ojson(x) : ojson();                                                                        \
         })
 
 using CFG = ClnkLib_ClnkCfgV2_t;
-const Desc kConfig{{
-    CFG_BITS(preferredNcMode, 1),
-    CFG_BITS(lowPowerMode, 1),
-    CFG_BITS(reservedBits, 30),
-    U8(CFG, securityMode, maxTxPwr, beaconTxPwr, reserved0)
-    [] {
-        Field f{"mocaPassword", Form::Pass};
-        f.off = offsetof(CFG, mocaPassword);
-        f.count = CLNK_NUM_PASSWORDS;
-        f.stride = CLNK_PASSWORD_LEN;
-        return f;
-    }(),
-    U16(CFG, tgtP2pNperRate, tgtP2pVlperRate, tgtP2p50Rate, lof16)
-    CFG_BITS(tabooOffset, 8),
-    CFG_BITS(tabooMask, 24),
+const Desc kConfig{{CFG_BITS(preferredNcMode, 1), CFG_BITS(lowPowerMode, 1), CFG_BITS(reservedBits, 30),
+                    U8(CFG, securityMode, maxTxPwr, beaconTxPwr, reserved0)[]{Field f{"mocaPassword", Form::Pass};
+f.off = offsetof(CFG, mocaPassword);
+f.count = CLNK_NUM_PASSWORDS;
+f.stride = CLNK_PASSWORD_LEN;
+return f;
+}
+(), U16(CFG, tgtP2pNperRate, tgtP2pVlperRate, tgtP2p50Rate, lof16) CFG_BITS(tabooOffset, 8), CFG_BITS(tabooMask, 24),
     U32(CFG, channelMask, bandMask)
-}};
+}
+}
+;
 
 // ---- answers of the chip operations, for a fault's "set" -----------------------------------
 
 const Desc kFmrInfo{{
-    U32(ClnkLib_FmrInfo_t, numOfNodes, nodeMask)
-    REC(ClnkLib_FmrInfo_t, nodeFmr, kNodeFmr),
+    U32(ClnkLib_FmrInfo_t, numOfNodes, nodeMask) REC(ClnkLib_FmrInfo_t, nodeFmr, kNodeFmr),
 }};
 
 static_assert(sizeof(ClnkLib_FlowCode_t) == sizeof(uint32_t), "flow codes are words");
 using FL = ClnkLib_FlowListRsp_t;
 const Desc kFlowList{{
     U32(FL, flowCode, flowUpdateCount, totalFlowIdCount, numReturnedFlowIds)
-    mac("returnedFlowId", offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, hi),
-        offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, lo), 0, MAX_FLOWS_IN_LIST),
+        mac("returnedFlowId", offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, hi),
+            offsetof(FL, returnedFlowId) + offsetof(ClnkLib_MacAddr_t, lo), 0, MAX_FLOWS_IN_LIST),
 }};
 
 const Desc kPfp{kPfpFields};
 using FQ = ClnkLib_FlowQueryRsp_t;
-const Desc kFlowQuery{{
-    U32(FQ, flowCode, leaseTimeLeft)
-    rec("pfp", offsetof(FQ, pfp), &kPfp, 0, 0),
-    U32(FQ, dfid)
-}};
+const Desc kFlowQuery{{U32(FQ, flowCode, leaseTimeLeft) rec("pfp", offsetof(FQ, pfp), &kPfp, 0, 0), U32(FQ, dfid)}};
 
 const Desc kBridgeAnswer{{
-    U32(BridgeAnswer, numEntries)
-    REC(BridgeAnswer, entries, kBridgeEntry),
+    U32(BridgeAnswer, numEntries) REC(BridgeAnswer, entries, kBridgeEntry),
 }};
 
 struct Response {
@@ -522,41 +533,37 @@ bool decode_text(const Field& f, const ojson& v, char* at, const std::string& pa
 bool decode_value(const Field& f, const ojson& v, char* at, const std::string& path, std::string* err) {
     uint64_t u = 0;
     switch(f.form) {
-    case Form::Int:
-        if(!num_value(v, 8u * f.width, f.is_signed, path, err, &u)) {
-            return false;
+        case Form::Int:
+            if(!num_value(v, 8u * f.width, f.is_signed, path, err, &u)) {
+                return false;
+            }
+            store_int(at, f.width, u);
+            return true;
+        case Form::Bits: {
+            if(!num_value(v, f.bits, false, path, err, &u)) {
+                return false;
+            }
+            const uint32_t mask = static_cast<uint32_t>(((1ull << f.bits) - 1) << f.shift);
+            const uint32_t word = (load_word(at) & ~mask) | (static_cast<uint32_t>(u << f.shift) & mask);
+            std::memcpy(at, &word, sizeof word);
+            return true;
         }
-        store_int(at, f.width, u);
-        return true;
-    case Form::Bits: {
-        if(!num_value(v, f.bits, false, path, err, &u)) {
-            return false;
+        case Form::Mac: {
+            uint32_t hi = 0;
+            uint32_t lo = 0;
+            if(!v.is_string() || !parse_mac(v.get_ref<const std::string&>(), &hi, &lo)) {
+                return fail(err, path, "malformed MAC address (want \"aa:bb:cc:dd:ee:ff\")");
+            }
+            char* lo_at = at + (f.off2 - f.off);
+            lo |= load_word(lo_at) & 0xFFFFu; // the low half of the word is not the address's
+            std::memcpy(at, &hi, sizeof hi);
+            std::memcpy(lo_at, &lo, sizeof lo);
+            return true;
         }
-        const uint32_t mask = static_cast<uint32_t>(((1ull << f.bits) - 1) << f.shift);
-        const uint32_t word = (load_word(at) & ~mask) | (static_cast<uint32_t>(u << f.shift) & mask);
-        std::memcpy(at, &word, sizeof word);
-        return true;
-    }
-    case Form::Mac: {
-        uint32_t hi = 0;
-        uint32_t lo = 0;
-        if(!v.is_string() || !parse_mac(v.get_ref<const std::string&>(), &hi, &lo)) {
-            return fail(err, path, "malformed MAC address (want \"aa:bb:cc:dd:ee:ff\")");
-        }
-        char* lo_at = at + (f.off2 - f.off);
-        lo |= load_word(lo_at) & 0xFFFFu;   // the low half of the word is not the address's
-        std::memcpy(at, &hi, sizeof hi);
-        std::memcpy(lo_at, &lo, sizeof lo);
-        return true;
-    }
-    case Form::Text:
-        return decode_text(f, v, at, path, err);
-    case Form::Pass:
-        return set_password(at, v, path, err);
-    case Form::Rec:
-        return decode_record(v, *f.sub, at, path, err);
-    case Form::Custom:
-        return f.set(at - f.off, v, path, err);
+        case Form::Text: return decode_text(f, v, at, path, err);
+        case Form::Pass: return set_password(at, v, path, err);
+        case Form::Rec: return decode_record(v, *f.sub, at, path, err);
+        case Form::Custom: return f.set(at - f.off, v, path, err);
     }
     return false;
 }
@@ -683,7 +690,7 @@ bool decode_bridge_tables(const ojson& v, const std::string& path, std::string* 
     }
     for(const auto& [tname, tv] : v.items()) {
         const std::string tp = join(path, tname);
-        const std::string& table_name = tname;    // a lambda may not capture a structured binding before clang 16
+        const std::string& table_name = tname; // a lambda may not capture a structured binding before clang 16
         const auto* name = std::find_if(std::begin(kBridgeTableNames), std::end(kBridgeTableNames),
                                         [&](const char* n) { return table_name == n; });
         if(name == std::end(kBridgeTableNames)) {
@@ -713,7 +720,8 @@ bool check_flow_ids(const Iface& ifc, const std::string& path, std::string* err)
         for(size_t i = 0; i < node.flows.size(); ++i) {
             const auto& fid = node.flows[i].pfp.flowId;
             if(!ids.insert({fid.hi, fid.lo}).second) {
-                return fail(err, join(path, "nodes." + std::to_string(id) + ".flows.list." + std::to_string(i) + ".flowId"),
+                return fail(err,
+                            join(path, "nodes." + std::to_string(id) + ".flows.list." + std::to_string(i) + ".flowId"),
                             "duplicate flow id " + mac_text(fid.hi, fid.lo));
             }
         }
@@ -729,7 +737,10 @@ bool decode_iface(const ojson& v, const std::string& path, std::string* err, Ifa
         const std::string p = join(path, key);
         bool ok = true;
         if(key == "present" || key == "openable" || key == "started") {
-            ok = decode_bool(item, p, err, key == "present" ? &ifc->present : key == "openable" ? &ifc->openable : &ifc->started);
+            ok = decode_bool(item, p, err,
+                             key == "present"    ? &ifc->present
+                             : key == "openable" ? &ifc->openable
+                                                 : &ifc->started);
         } else if(key == "localInfo") {
             ok = decode_into(item, kLocalInfo, &ifc->local, p, err);
         } else if(key == "config") {
@@ -803,32 +814,29 @@ ojson encode_text(const Field& f, const char* at) {
 // One value of field `f` at `at`; null for zero (left out of the sparse form).
 ojson encode_value(const Field& f, const char* at) {
     switch(f.form) {
-    case Form::Int: {
-        const uint64_t u = load_int(at, f.width, f.is_signed);
-        if(u == 0) {
-            return ojson();
+        case Form::Int: {
+            const uint64_t u = load_int(at, f.width, f.is_signed);
+            if(u == 0) {
+                return ojson();
+            }
+            return f.is_signed ? ojson(static_cast<int64_t>(u)) : number_json(u);
         }
-        return f.is_signed ? ojson(static_cast<int64_t>(u)) : number_json(u);
-    }
-    case Form::Bits: {
-        const uint32_t x = (load_word(at) >> f.shift) & static_cast<uint32_t>((1ull << f.bits) - 1);
-        return x != 0 ? ojson(x) : ojson();
-    }
-    case Form::Mac: {
-        const uint32_t hi = load_word(at);
-        const uint32_t lo = load_word(at + (f.off2 - f.off)) & 0xFFFF0000u;
-        return hi != 0 || lo != 0 ? ojson(mac_text(hi, lo)) : ojson();
-    }
-    case Form::Text:
-        return encode_text(f, at);
-    case Form::Pass:
-        return *at != 0 ? password_json(at) : ojson();
-    case Form::Rec: {
-        ojson o = encode_record(at, *f.sub);
-        return o.empty() ? ojson() : o;
-    }
-    case Form::Custom:
-        return f.get(at - f.off);
+        case Form::Bits: {
+            const uint32_t x = (load_word(at) >> f.shift) & static_cast<uint32_t>((1ull << f.bits) - 1);
+            return x != 0 ? ojson(x) : ojson();
+        }
+        case Form::Mac: {
+            const uint32_t hi = load_word(at);
+            const uint32_t lo = load_word(at + (f.off2 - f.off)) & 0xFFFF0000u;
+            return hi != 0 || lo != 0 ? ojson(mac_text(hi, lo)) : ojson();
+        }
+        case Form::Text: return encode_text(f, at);
+        case Form::Pass: return *at != 0 ? password_json(at) : ojson();
+        case Form::Rec: {
+            ojson o = encode_record(at, *f.sub);
+            return o.empty() ? ojson() : o;
+        }
+        case Form::Custom: return f.get(at - f.off);
     }
     return ojson();
 }
@@ -1022,12 +1030,12 @@ void swap_counters(const FieldSet& s, char* base) {
     }
 }
 
-}  // namespace
+} // namespace
 
 bool parse_sets(const std::string& op, const ojson& set, const std::string& path, std::vector<FieldSet>* out,
                 std::string* err) {
-    const auto* r = std::find_if(std::begin(kResponses), std::end(kResponses),
-                                 [&](const Response& x) { return op == x.op; });
+    const auto* r =
+        std::find_if(std::begin(kResponses), std::end(kResponses), [&](const Response& x) { return op == x.op; });
     if(r == std::end(kResponses)) {
         return fail(err, path, op + " answers no record to set");
     }
@@ -1056,7 +1064,7 @@ void apply_sets(const std::vector<FieldSet>& sets, void* rsp) {
     for(const auto& s : sets) {
         // Counters are set as true values: unpacked, written, packed again.
         swap_counters(s, base);
-        apply_set(s, base, "", nullptr);   // checked when armed: cannot fail
+        apply_set(s, base, "", nullptr); // checked when armed: cannot fail
         swap_counters(s, base);
     }
 }
@@ -1164,8 +1172,8 @@ bool parse_mac(const std::string& text, uint32_t* hi, uint32_t* lo) {
 
 std::string mac_text(uint32_t hi, uint32_t lo) {
     char buf[18];
-    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF,
-                  (hi >> 8) & 0xFF, hi & 0xFF, lo >> 24, (lo >> 16) & 0xFF);
+    std::snprintf(buf, sizeof buf, "%02x:%02x:%02x:%02x:%02x:%02x", hi >> 24, (hi >> 16) & 0xFF, (hi >> 8) & 0xFF,
+                  hi & 0xFF, lo >> 24, (lo >> 16) & 0xFF);
     return buf;
 }
 
@@ -1240,4 +1248,4 @@ ojson encode_scenario(const State& state) {
     return out;
 }
 
-}  // namespace clnksim::detail
+} // namespace clnksim::detail

@@ -12,14 +12,14 @@
 namespace clnksim::detail {
 
 struct ArmedFault {
-    Fault fault;                  // op normalised to its "ClnkLib_" name
-    std::vector<FieldSet> sets;   // fault.set resolved in the answer's fields
-    uint64_t seen = 0;            // calls of the op since arming
+    Fault fault;                // op normalised to its "ClnkLib_" name
+    std::vector<FieldSet> sets; // fault.set resolved in the answer's fields
+    uint64_t seen = 0;          // calls of the op since arming
 };
 
 struct Sim {
     State state;
-    std::map<int32_t, std::string> handles;   // slot -> interface name
+    std::map<int32_t, std::string> handles; // slot -> interface name
     int32_t next_slot = 1;
     std::vector<ArmedFault> faults;
     std::vector<Call> calls;
@@ -35,10 +35,10 @@ void log_call(Call call);
 
 // What the armed faults make of one call of `op`: every fault on `op` counts it.
 struct FaultHit {
-    std::optional<int32_t> rc;                  // fail with this code, filling nothing
-    std::optional<uint32_t> flow_code;          // rc 0: replace the flow code
-    uint32_t flow_update_count_delta = 0;       // rc 0: add to flowUpdateCount (wraps like it)
-    std::vector<FieldSet> sets;                 // rc 0: fields of the answer to overwrite
+    std::optional<int32_t> rc;            // fail with this code, filling nothing
+    std::optional<uint32_t> flow_code;    // rc 0: replace the flow code
+    uint32_t flow_update_count_delta = 0; // rc 0: add to flowUpdateCount (wraps like it)
+    std::vector<FieldSet> sets;           // rc 0: fields of the answer to overwrite
 };
 FaultHit take_fault(const std::string& op);
 
@@ -51,4 +51,4 @@ std::string faultable_op(const std::string& name);
 // with `path`: "fault.skip: ...", "faults.2.set.numEntries: ...".
 bool parse_fault(const ojson& fault, const std::string& path, ArmedFault* out, std::string* err);
 
-}  // namespace clnksim::detail
+} // namespace clnksim::detail

@@ -32,8 +32,8 @@ struct Flow {
 };
 
 struct Node {
-    ClnkLib_NetInfo_t net{};                              // counters as true values
-    std::map<uint32_t, ClnkLib_PhyTxProfile_t> tx;        // by profile type
+    ClnkLib_NetInfo_t net{};                       // counters as true values
+    std::map<uint32_t, ClnkLib_PhyTxProfile_t> tx; // by profile type
     std::map<uint32_t, ClnkLib_PhyRxProfile_t> rx;
     ClnkLib_CdInfo_t cd{};
     ClnkLib_NodeFmr_t fmr{};
@@ -50,15 +50,15 @@ struct Iface {
     ClnkLib_ClnkCfgV2_t cfg{};
     ClnkLib_PhyMisc_t misc{};
     ClnkLib_EcbStats_t ecb{};
-    ClnkLib_DataStats_t stats{};                          // true values
-    std::map<uint32_t, Node> nodes;                       // by node id 0..15
+    ClnkLib_DataStats_t stats{};    // true values
+    std::map<uint32_t, Node> nodes; // by node id 0..15
     std::array<std::vector<ClnkLib_BridgeEntry_t>, kNumBridgeTables> bridge;
     ClnkLib_RlapmStaticCfgV2_t rlapm{};
     ClnkLib_SapmStaticCfgV2_t sapm{};
 };
 
 struct State {
-    std::vector<Iface> ifaces;                            // scenario order
+    std::vector<Iface> ifaces; // scenario order
 
     Iface* find(const std::string& name);
 };
@@ -79,10 +79,10 @@ ojson encode_scenario(const State& state);
 
 // Number parsing shared with the fault script form: JSON integers or C-notation
 // strings, range-checked for a field of `bits` width (signed: two's complement).
-bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signed,
-               uint64_t* out_unsigned, std::string* why);
+bool parse_int(const ojson& v, unsigned bits, bool is_signed, int64_t* out_signed, uint64_t* out_unsigned,
+               std::string* why);
 
-struct Field;   // a field of a chip record, from the tables of scenario.cpp
+struct Field; // a field of a chip record, from the tables of scenario.cpp
 
 // One value of a fault's "set": a field of an operation's answer (an element of it where
 // `element`) at byte `at` of the answer, or of the record at `at` that holds it.
@@ -108,4 +108,4 @@ bool fail(std::string* err, const std::string& path, const std::string& what);
 bool parse_mac(const std::string& text, uint32_t* hi, uint32_t* lo);
 std::string mac_text(uint32_t hi, uint32_t lo);
 
-}  // namespace clnksim::detail
+} // namespace clnksim::detail

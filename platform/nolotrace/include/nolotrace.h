@@ -12,12 +12,12 @@
 extern "C" {
 #endif
 
-#define TRACE_LEVEL_ERROR    100
-#define TRACE_LEVEL_WARNING  200
-#define TRACE_LEVEL_NOTICE   300
+#define TRACE_LEVEL_ERROR 100
+#define TRACE_LEVEL_WARNING 200
+#define TRACE_LEVEL_NOTICE 300
 #define TRACE_LEVEL_APP_INFO 350
-#define TRACE_LEVEL_INFO     400
-#define TRACE_LEVEL_DEBUG    500
+#define TRACE_LEVEL_INFO 400
+#define TRACE_LEVEL_DEBUG 500
 
 /* Receives one formatted line (no trailing newline); zone is NULL for noloTrace. */
 typedef void (*nolo_trace_sink_t)(int level, const char* zone, const char* line, void* priv);

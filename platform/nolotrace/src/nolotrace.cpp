@@ -33,7 +33,7 @@ void emit(int level, const char* zone, const char* format, va_list ap) {
         if(line != nullptr) {
             std::vsnprintf(line, static_cast<size_t>(len) + 1, format, copy);
         } else {
-            line = small;    // keep the truncated text rather than nothing
+            line = small; // keep the truncated text rather than nothing
         }
     }
     va_end(copy);
@@ -80,5 +80,4 @@ void noloTraceSetSink(nolo_trace_sink_t sink, void* priv) {
     g_sink = sink;
     g_sink_priv = priv;
 }
-
 }

@@ -7,12 +7,12 @@
 extern "C" {
 #endif
 
-#define TRACE_LEVEL_ERROR    100
-#define TRACE_LEVEL_WARNING  200
-#define TRACE_LEVEL_NOTICE   300
+#define TRACE_LEVEL_ERROR 100
+#define TRACE_LEVEL_WARNING 200
+#define TRACE_LEVEL_NOTICE 300
 #define TRACE_LEVEL_APP_INFO 350
-#define TRACE_LEVEL_INFO     400
-#define TRACE_LEVEL_DEBUG    500
+#define TRACE_LEVEL_INFO 400
+#define TRACE_LEVEL_DEBUG 500
 
 void noloTrace(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void noloTraceZ(int level, const char* zone, const char* format, ...) __attribute__((format(printf, 3, 4)));

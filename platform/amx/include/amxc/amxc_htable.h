@@ -35,14 +35,11 @@ typedef struct _amxc_htable {
 #define amxc_htable_it_get_data(it, type, member) amxc_container_of(it, type, member)
 
 /* Walks all entries; the current entry may be removed or deleted. */
-#define amxc_htable_for_each(it, htable) \
-    for(amxc_htable_it_t* it = amxc_htable_get_first(htable), \
-        * it ## _next = amxc_htable_it_get_next(it); \
-        it; \
-        it = it ## _next, \
-        it ## _next = amxc_htable_it_get_next(it))
+#define amxc_htable_for_each(it, htable)                                                                               \
+    for(amxc_htable_it_t* it = amxc_htable_get_first(htable), *it##_next = amxc_htable_it_get_next(it); it;            \
+        it = it##_next, it##_next = amxc_htable_it_get_next(it))
 
-#define amxc_htable_iterate(it, htable) \
+#define amxc_htable_iterate(it, htable)                                                                                \
     for(amxc_htable_it_t* it = amxc_htable_get_first(htable); it; it = amxc_htable_it_get_next(it))
 
 int amxc_htable_new(amxc_htable_t** htable, const size_t reserve);

@@ -30,25 +30,19 @@ typedef int (*amxc_llist_it_cmp_t)(amxc_llist_it_t* it1, amxc_llist_it_t* it2);
 #define amxc_llist_it_get_data(it, type, member) amxc_container_of(it, type, member)
 
 /* Walks head to tail; the current node may be removed or deleted. */
-#define amxc_llist_for_each(it, list) \
-    for(amxc_llist_it_t* it = amxc_llist_get_first(list), \
-        * it ## _next = amxc_llist_it_get_next(it); \
-        it; \
-        it = it ## _next, \
-        it ## _next = amxc_llist_it_get_next(it))
+#define amxc_llist_for_each(it, list)                                                                                  \
+    for(amxc_llist_it_t* it = amxc_llist_get_first(list), *it##_next = amxc_llist_it_get_next(it); it;                 \
+        it = it##_next, it##_next = amxc_llist_it_get_next(it))
 
-#define amxc_llist_for_each_reverse(it, list) \
-    for(amxc_llist_it_t* it = amxc_llist_get_last(list), \
-        * it ## _prev = amxc_llist_it_get_previous(it); \
-        it; \
-        it = it ## _prev, \
-        it ## _prev = amxc_llist_it_get_previous(it))
+#define amxc_llist_for_each_reverse(it, list)                                                                          \
+    for(amxc_llist_it_t* it = amxc_llist_get_last(list), *it##_prev = amxc_llist_it_get_previous(it); it;              \
+        it = it##_prev, it##_prev = amxc_llist_it_get_previous(it))
 
 /* Walks head to tail; the list must not change during the walk. */
-#define amxc_llist_iterate(it, list) \
+#define amxc_llist_iterate(it, list)                                                                                   \
     for(amxc_llist_it_t* it = amxc_llist_get_first(list); it; it = amxc_llist_it_get_next(it))
 
-#define amxc_llist_iterate_reverse(it, list) \
+#define amxc_llist_iterate_reverse(it, list)                                                                           \
     for(amxc_llist_it_t* it = amxc_llist_get_last(list); it; it = amxc_llist_it_get_previous(it))
 
 int amxc_llist_new(amxc_llist_t** llist);

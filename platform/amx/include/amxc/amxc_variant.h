@@ -27,53 +27,53 @@ extern "C" {
 
 typedef uint32_t amxc_var_type_id_t;
 
-#define AMXC_VAR_ID_NULL        0
-#define AMXC_VAR_ID_CSTRING     1
-#define AMXC_VAR_ID_INT8        2
-#define AMXC_VAR_ID_INT16       3
-#define AMXC_VAR_ID_INT32       4
-#define AMXC_VAR_ID_INT64       5
-#define AMXC_VAR_ID_UINT8       6
-#define AMXC_VAR_ID_UINT16      7
-#define AMXC_VAR_ID_UINT32      8
-#define AMXC_VAR_ID_UINT64      9
-#define AMXC_VAR_ID_FLOAT       10
-#define AMXC_VAR_ID_DOUBLE      11
-#define AMXC_VAR_ID_BOOL        12
-#define AMXC_VAR_ID_LIST        13
-#define AMXC_VAR_ID_HTABLE      14
-#define AMXC_VAR_ID_FD          15
-#define AMXC_VAR_ID_TIMESTAMP   16
-#define AMXC_VAR_ID_CSV_STRING  17
-#define AMXC_VAR_ID_SSV_STRING  18
-#define AMXC_VAR_ID_ANY         19
+#define AMXC_VAR_ID_NULL 0
+#define AMXC_VAR_ID_CSTRING 1
+#define AMXC_VAR_ID_INT8 2
+#define AMXC_VAR_ID_INT16 3
+#define AMXC_VAR_ID_INT32 4
+#define AMXC_VAR_ID_INT64 5
+#define AMXC_VAR_ID_UINT8 6
+#define AMXC_VAR_ID_UINT16 7
+#define AMXC_VAR_ID_UINT32 8
+#define AMXC_VAR_ID_UINT64 9
+#define AMXC_VAR_ID_FLOAT 10
+#define AMXC_VAR_ID_DOUBLE 11
+#define AMXC_VAR_ID_BOOL 12
+#define AMXC_VAR_ID_LIST 13
+#define AMXC_VAR_ID_HTABLE 14
+#define AMXC_VAR_ID_FD 15
+#define AMXC_VAR_ID_TIMESTAMP 16
+#define AMXC_VAR_ID_CSV_STRING 17
+#define AMXC_VAR_ID_SSV_STRING 18
+#define AMXC_VAR_ID_ANY 19
 #define AMXC_VAR_ID_CUSTOM_BASE 20
-#define AMXC_VAR_ID_INVALID     UINT32_MAX
-#define AMXC_VAR_ID_MAX         UINT32_MAX
+#define AMXC_VAR_ID_INVALID UINT32_MAX
+#define AMXC_VAR_ID_MAX UINT32_MAX
 
-#define AMXC_VAR_NAME_NULL       "null"
-#define AMXC_VAR_NAME_CSTRING    "cstring_t"
-#define AMXC_VAR_NAME_INT8       "int8_t"
-#define AMXC_VAR_NAME_INT16      "int16_t"
-#define AMXC_VAR_NAME_INT32      "int32_t"
-#define AMXC_VAR_NAME_INT64      "int64_t"
-#define AMXC_VAR_NAME_UINT8      "uint8_t"
-#define AMXC_VAR_NAME_UINT16     "uint16_t"
-#define AMXC_VAR_NAME_UINT32     "uint32_t"
-#define AMXC_VAR_NAME_UINT64     "uint64_t"
-#define AMXC_VAR_NAME_FLOAT      "float"
-#define AMXC_VAR_NAME_DOUBLE     "double"
-#define AMXC_VAR_NAME_BOOL       "bool"
-#define AMXC_VAR_NAME_LIST       "amxc_llist_t"
-#define AMXC_VAR_NAME_HTABLE     "amxc_htable_t"
-#define AMXC_VAR_NAME_FD         "fd_t"
-#define AMXC_VAR_NAME_TIMESTAMP  "amxc_ts_t"
+#define AMXC_VAR_NAME_NULL "null"
+#define AMXC_VAR_NAME_CSTRING "cstring_t"
+#define AMXC_VAR_NAME_INT8 "int8_t"
+#define AMXC_VAR_NAME_INT16 "int16_t"
+#define AMXC_VAR_NAME_INT32 "int32_t"
+#define AMXC_VAR_NAME_INT64 "int64_t"
+#define AMXC_VAR_NAME_UINT8 "uint8_t"
+#define AMXC_VAR_NAME_UINT16 "uint16_t"
+#define AMXC_VAR_NAME_UINT32 "uint32_t"
+#define AMXC_VAR_NAME_UINT64 "uint64_t"
+#define AMXC_VAR_NAME_FLOAT "float"
+#define AMXC_VAR_NAME_DOUBLE "double"
+#define AMXC_VAR_NAME_BOOL "bool"
+#define AMXC_VAR_NAME_LIST "amxc_llist_t"
+#define AMXC_VAR_NAME_HTABLE "amxc_htable_t"
+#define AMXC_VAR_NAME_FD "fd_t"
+#define AMXC_VAR_NAME_TIMESTAMP "amxc_ts_t"
 #define AMXC_VAR_NAME_CSV_STRING "csv_string_t"
 #define AMXC_VAR_NAME_SSV_STRING "ssv_string_t"
 
-#define AMXC_VAR_FLAG_DEFAULT  0x00
-#define AMXC_VAR_FLAG_COPY     0x01
-#define AMXC_VAR_FLAG_UPDATE   0x02
+#define AMXC_VAR_FLAG_DEFAULT 0x00
+#define AMXC_VAR_FLAG_COPY 0x01
+#define AMXC_VAR_FLAG_UPDATE 0x02
 #define AMXC_VAR_FLAG_NO_INDEX 0x04
 #define AMXC_VAR_FLAG_AUTO_ADD 0x08
 
@@ -106,13 +106,13 @@ typedef struct _amxc_var {
 #define amxc_var_from_llist_it(ll_it) amxc_container_of(ll_it, amxc_var_t, lit)
 
 /* Accessor macros: the type token selects the function. */
-#define amxc_var_set(type, var, data) amxc_var_set_ ## type(var, data)
-#define amxc_var_dyncast(type, var) amxc_var_get_ ## type(var)
-#define amxc_var_constcast(type, var) amxc_var_get_const_ ## type(var)
-#define amxc_var_add(type, var, data) amxc_var_add_new_ ## type(var, data)
-#define amxc_var_add_key(type, var, key, data) amxc_var_add_new_key_ ## type(var, key, data)
-#define amxc_var_push(type, var, val) amxc_var_push_ ## type(var, val)
-#define amxc_var_take(type, var) amxc_var_take_ ## type(var)
+#define amxc_var_set(type, var, data) amxc_var_set_##type(var, data)
+#define amxc_var_dyncast(type, var) amxc_var_get_##type(var)
+#define amxc_var_constcast(type, var) amxc_var_get_const_##type(var)
+#define amxc_var_add(type, var, data) amxc_var_add_new_##type(var, data)
+#define amxc_var_add_key(type, var, key, data) amxc_var_add_new_key_##type(var, key, data)
+#define amxc_var_push(type, var, val) amxc_var_push_##type(var, val)
+#define amxc_var_take(type, var) amxc_var_take_##type(var)
 
 #define GET_ARG(a, n) amxc_var_get_key(a, n, AMXC_VAR_FLAG_DEFAULT)
 #define GET_BOOL(a, n) amxc_var_dyncast(bool, n == NULL ? a : GET_ARG(a, n))
@@ -134,19 +134,13 @@ typedef struct _amxc_var {
 
 /* Walks the children of a list or htable variant; the current child may be
  * deleted. Does nothing for other types. */
-#define amxc_var_for_each(var, var_list) \
-    for(amxc_var_t* var = amxc_var_get_first(var_list), \
-        * var ## _next = amxc_var_get_next(var); \
-        var; \
-        var = var ## _next, \
-        var ## _next = amxc_var_get_next(var))
+#define amxc_var_for_each(var, var_list)                                                                               \
+    for(amxc_var_t* var = amxc_var_get_first(var_list), *var##_next = amxc_var_get_next(var); var;                     \
+        var = var##_next, var##_next = amxc_var_get_next(var))
 
-#define amxc_var_for_each_reverse(var, var_list) \
-    for(amxc_var_t* var = amxc_var_get_last(var_list), \
-        * var ## _prev = amxc_var_get_previous(var); \
-        var; \
-        var = var ## _prev, \
-        var ## _prev = amxc_var_get_previous(var))
+#define amxc_var_for_each_reverse(var, var_list)                                                                       \
+    for(amxc_var_t* var = amxc_var_get_last(var_list), *var##_prev = amxc_var_get_previous(var); var;                  \
+        var = var##_prev, var##_prev = amxc_var_get_previous(var))
 
 /* Lifecycle */
 int amxc_var_new(amxc_var_t** var);
@@ -299,7 +293,7 @@ amxc_var_t* amxc_var_get_key(const amxc_var_t* const var, const char* const key,
 amxc_var_t* amxc_var_get_index(const amxc_var_t* const var, const int64_t index, const int flags);
 amxc_var_t* amxc_var_get_path(const amxc_var_t* const var, const char* const path, const int flags);
 amxc_var_t* amxc_var_get_pathf(const amxc_var_t* const var, const int flags, const char* const fmt, ...)
-__attribute__((format(printf, 3, 4)));
+    __attribute__((format(printf, 3, 4)));
 const char* amxc_var_key(const amxc_var_t* const var);
 amxc_var_t* amxc_var_get_parent(const amxc_var_t* const var);
 

@@ -55,12 +55,11 @@ int amxm_so_close(amxm_shared_object_t** so);
 amxm_shared_object_t* amxm_so_get_current(void);
 const char* amxm_so_error(void);
 amxm_module_t* amxm_so_get_module(const amxm_shared_object_t* const shared_object, const char* const module_name);
-int amxm_so_execute_function(amxm_shared_object_t* const so, const char* const module_name,
-                             const char* const func_name, amxc_var_t* args, amxc_var_t* ret);
+int amxm_so_execute_function(amxm_shared_object_t* const so, const char* const module_name, const char* const func_name,
+                             amxc_var_t* args, amxc_var_t* ret);
 bool amxm_so_has_function(const amxm_shared_object_t* const so, const char* const module_name,
                           const char* const func_name);
-int amxm_so_remove_function(amxm_shared_object_t* const so, const char* const module_name,
-                            const char* const func_name);
+int amxm_so_remove_function(amxm_shared_object_t* const so, const char* const module_name, const char* const func_name);
 size_t amxm_so_count_modules(const amxm_shared_object_t* const shared_object);
 char* amxm_so_probe(const amxm_shared_object_t* const shared_object, size_t index);
 

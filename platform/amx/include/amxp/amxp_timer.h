@@ -23,11 +23,11 @@ typedef struct _amxp_timer amxp_timer_t;
 typedef void (*amxp_timer_cb_t)(amxp_timer_t* timer, void* priv);
 
 struct _amxp_timer {
-    amxc_llist_it_t it;       /* node in the global timer list */
-    struct itimerval timer;   /* it_value: time left, it_interval: repeat interval */
+    amxc_llist_it_t it;     /* node in the global timer list */
+    struct itimerval timer; /* it_value: time left, it_interval: repeat interval */
     amxp_timer_state_t state;
     amxp_timer_cb_t cb;
-    void* priv;               /* never owned by the library */
+    void* priv; /* never owned by the library */
 };
 
 int amxp_timer_new(amxp_timer_t** timer, amxp_timer_cb_t cb, void* priv);
