@@ -162,6 +162,17 @@ extern "C" int32_t ClnkLib_ListFlows(ClnkLib_Handle_t* h, ClnkLib_FlowListReq_t*
     return g_list_hook ? g_list_hook(h, req, rsp, real) : real(h, req, rsp);
 }
 
+// A mask naming nodes beyond the sixteen: only those up to 15 are listed; a
+// seventeenth flow is counted but finds no slot.
+TEST_F(FlowsTest, MaskBitsBeyondSixteenNodesAndASeventeenthFlow) {
+    start(network({{0, 17}}, 0));
+    fault(ojson::parse(R"({"op": "GetLocalInfo", "rc": 0, "set": {"activeNodeBitmask": "0xffff0001"}})"));
+    Outcome out = qos();
+    EXPECT_EQ(out.errors(), strings{});
+    EXPECT_EQ(out.count_op("ClnkLib_GetNetInfo"), 1u);
+    EXPECT_EQ(out.messages(TRACE_LEVEL_WARNING), strings{"moca0: flow table full (16 slots), 1 flows not stored"});
+}
+
 TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
     start(network({{0, 2}, {5, 1}, {7, 0}}, 5));
     Outcome out = qos();

@@ -329,6 +329,12 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
     EXPECT_EQ(error.zone, "korvane");
     EXPECT_EQ(error.mark, "x");
     EXPECT_EQ(error.func, "mxl_iface_destroy");
+    // Lines logged on behalf of a caller name its file without directories too.
+    create("moca0");
+    fault({{"op", "GetLocalInfo"}, {"rc", -5}});
+    for(const LogLine& l : call("retrieve-static-info", ojson{{"InternalName", "moca0"}}).log) {
+        EXPECT_EQ(l.line.find('/'), std::string::npos) << l.line;
+    }
 }
 
 // Records destroyed, or still alive at unload, while their six cache timers
