@@ -2,6 +2,7 @@
 // word, on a first batch and on a later one. The iterator's response lives
 // across attempts and batches: a request that is never answered leaves what
 // the previous one held (the first-time mark 0x14 on a node's first batch).
+#include <algorithm>
 #include <string>
 
 #include "mxl_test_env.h"
@@ -145,5 +146,26 @@ INSTANTIATE_TEST_SUITE_P(
                                    query_left(0)},
                                   {"Too many fail- last retval:0 flowCode:0x20 (FLOWCODE_NO_SUCH_FLOW)"}}),
     [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
+
+namespace {
+
+// The progress lines at info level: a record's creation names the interface,
+// the listing each node it asks.
+class ProgressLines : public ModuleTest {};
+
+TEST_F(ProgressLines, NameTheInterfaceAndEachListedNode) {
+    sim(network());
+    const strings created = call("create-moca-iface", {{"InternalName", "moca0"}}).messages(TRACE_LEVEL_INFO);
+    EXPECT_NE(std::find(created.begin(), created.end(), "initializing mxl moca info for name: moca0"), created.end());
+    strings asked;
+    for(const std::string& msg : call("retrieve-qos-info", {{"InternalName", "moca0"}}).messages(TRACE_LEVEL_INFO)) {
+        if(msg.rfind("Get (ingress)", 0) == 0) {
+            asked.push_back(msg);
+        }
+    }
+    EXPECT_EQ(asked, (strings{"Get (ingress) node info for node_id:0", "Get (ingress) node info for node_id:1"}));
+}
 
 } // namespace
