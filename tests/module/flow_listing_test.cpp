@@ -18,7 +18,7 @@ ojson network() {
     for(uint32_t node : {0u, 1u}) {
         ojson list = ojson::array();
         for(uint32_t k = 0; k < (node == 0 ? 34u : 1u); k++) {
-            char id[18];
+            char id[32];
             snprintf(id, sizeof(id), "01:00:5e:%02x:00:%02x", node, k);
             list.push_back({{"flowId", id}});
         }
