@@ -17,8 +17,8 @@ namespace {
 constexpr int FAIL_RC = -7;
 int g_fail_timer_at = 0;
 int g_timer_calls = 0;
-int g_live_timers = 0; // created and not deleted
-bool g_fail_record_alloc = false;
+int g_live_timers = 0;                             // created and not deleted
+[[maybe_unused]] bool g_fail_record_alloc = false; // the allocation interposer is left out under ASan
 
 const ojson MOCA0 = ojson::parse(R"({
   "interfaces": {
