@@ -80,36 +80,19 @@ ojson network(uint32_t nodes, const char* ver, uint32_t flows, uint32_t long_lis
             ucast_dst.push_back({{"mac", mac(0x10, id)}, {"nodeId", id}});
         }
     }
-    const bool rows = nodes > 1;
-    ojson iface = {
-        {"present", true},
-        {"openable", true},
-        {"started", true},
-        {"localInfo",
-         {{"nodeId", 0},
-          {"linkStatus", 1},
-          {"networkState", 6},
-          {"networkMocaVer", ver},
-          {"activeNodeBitmask", (1u << nodes) - 1},
-          {"socVersionStr", "1.18.16"},
-          {"mac", mac(0, 0)}}},
-        {"config",
-         {{"preferredNcMode", 1},
-          {"securityMode", 0},
-          {"maxTxPwr", 7},
-          {"beaconTxPwr", 5},
-          {"tgtP2pNperRate", 700},
-          {"tgtP2p50Rate", 630},
-          {"tabooMask", "0x000001"}}},
-        {"ecbStats", {{"debug15", 6}}},
-        {"dataStats", {{"txTotalPkts", 12}, {"rxUcastPkts", {{"1", 5}}}}},
-        {"nodes", all},
-        {"bridgeTables",
-         {{"ucastSrc", rows ? ojson::array({{{"mac", mac(0x20, 1)}, {"nodeId", 0}}}) : ojson::array()},
-          {"mcastSrc", rows ? ojson::array({{{"mac", mac(0x21, 1)}, {"nodeId", 0}}}) : ojson::array()},
-          {"ucastDst", ucast_dst}}},
-    };
-    if(rows) {
+    ojson iface = ojson::parse(R"({"present": true, "openable": true, "started": true,
+        "localInfo": {"nodeId": 0, "linkStatus": 1, "networkState": 6, "socVersionStr": "1.18.16", "mac": "02:00:00:00:00:00"},
+        "config": {"preferredNcMode": 1, "securityMode": 0, "maxTxPwr": 7, "beaconTxPwr": 5, "tgtP2pNperRate": 700,
+                   "tgtP2p50Rate": 630, "tabooMask": "0x000001"},
+        "ecbStats": {"debug15": 6}, "dataStats": {"txTotalPkts": 12, "rxUcastPkts": {"1": 5}},
+        "bridgeTables": {"ucastSrc": [], "mcastSrc": []}})");
+    iface["localInfo"]["networkMocaVer"] = ver;
+    iface["localInfo"]["activeNodeBitmask"] = (1u << nodes) - 1;
+    iface["nodes"] = all;
+    iface["bridgeTables"]["ucastDst"] = ucast_dst;
+    if(nodes > 1) {
+        iface["bridgeTables"]["ucastSrc"].push_back({{"mac", mac(0x20, 1)}, {"nodeId", 0}});
+        iface["bridgeTables"]["mcastSrc"].push_back({{"mac", mac(0x21, 1)}, {"nodeId", 0}});
         iface["rlapm"] = ojson::parse(R"({"profiles": {"0": {"tbl": {"0": {"freq": 1150, "phymargin": [120, 7]}}}}})");
         iface["sapm"] = ojson::parse(R"({"profiles": {"2": {"tbl": {"1": {"freq": 1400, "scstart": 250}}}}})");
     }
@@ -229,139 +212,52 @@ struct Expect {
 };
 
 const std::string CHIP_FAILED = "{if}: {op} failed with rc={rc}";
+const std::string NODE_FAILED = "{if}: {op} for nodeId={arg0} failed with rc={rc}";
 const strings ANY;
 const strings QOS = {"retrieve-qos-info", "retrieve-flow-info"};
 
 // First matching row wins.
 const std::vector<Expect>& expectations() {
+    // clang-format off
     static const std::vector<Expect> rows = {
         // Creation keeps a record for a chip that can't be opened or read, disabled.
         {{"create-moca-iface"}, "", -1, Rc::Zero, {CHIP_FAILED}, Ret::Untouched, Next::Exists},
         // Availability is the answer, not an error.
         {{"is-available"}, "ClnkLib_OpenByName", -1, Rc::Zero, {}, Ret::False, Next::Again},
-        {{"is-present"},
-         "ClnkLib_ListNames",
-         -1,
-         Rc::Fault,
-         {"'ClnkLib_ListNames' failed to execute"},
-         Ret::Untouched,
-         Next::Again},
-        {{"set-cfg-info"},
-         "ClnkLib_GetClnkCfgV2Params",
-         -1,
-         Rc::Fault,
-         {"{if}: ClnkLib_GetClnkCfgV2Params for {label} failed rc={rc}"},
-         Ret::Untouched,
-         Next::Again},
-        {{"set-cfg-info"},
-         "ClnkLib_SetClnkCfgV2Params",
-         -1,
-         Rc::Fault,
-         {"{if}: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc={rc}"},
-         Ret::Untouched,
-         Next::Again},
+        {{"is-present"}, "ClnkLib_ListNames", -1, Rc::Fault, {"'ClnkLib_ListNames' failed to execute"}, Ret::Untouched, Next::Again},
+        {{"set-cfg-info"}, "ClnkLib_GetClnkCfgV2Params", -1, Rc::Fault, {"{if}: ClnkLib_GetClnkCfgV2Params for {label} failed rc={rc}"}, Ret::Untouched, Next::Again},
+        {{"set-cfg-info"}, "ClnkLib_SetClnkCfgV2Params", -1, Rc::Fault, {"{if}: ClnkLib_SetClnkCfgV2Params for PreferredNC failed rc={rc}"}, Ret::Untouched, Next::Again},
         {{"set-cfg-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
         // The ECB read's code is not examined.
         {{"retrieve-static-info"}, "ClnkLib_GetEcbStats", -1, Rc::Zero, {}, Ret::Filled, Next::Again},
         // Counting reports the old count after its own line and the counting routine's.
-        {{"retrieve-rlapm-number"},
-         "",
-         -1,
-         Rc::Fault,
-         {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-sapm-number"},
-         "",
-         -1,
-         Rc::Fault,
-         {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
-         Ret::Filled,
-         Next::Again},
+        {{"retrieve-rlapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"}, Ret::Filled, Next::Again},
+        {{"retrieve-sapm-number"}, "", -1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"}, Ret::Filled, Next::Again},
         // Margin refills: a failed open leaves ret alone; a failed read of the
         // refill's own handle, or of the counting routine's (second), fills it from the cache.
-        {{"retrieve-rlapm-info", "retrieve-sapm-info"},
-         "ClnkLib_OpenByName",
-         0,
-         Rc::Fault,
-         {CHIP_FAILED},
-         Ret::Untouched,
-         Next::Again},
+        {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "ClnkLib_OpenByName", 0, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
         {{"retrieve-rlapm-info", "retrieve-sapm-info"}, "", 0, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
-        {{"retrieve-rlapm-info"},
-         "",
-         1,
-         Rc::Fault,
-         {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-sapm-info"},
-         "",
-         1,
-         Rc::Fault,
-         {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"},
-         Ret::Filled,
-         Next::Again},
+        {{"retrieve-rlapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: rlapm_table_size failed with rc={rc}"}, Ret::Filled, Next::Again},
+        {{"retrieve-sapm-info"}, "", 1, Rc::Fault, {CHIP_FAILED, "{if}: sapm_table_size failed with rc={rc}"}, Ret::Filled, Next::Again},
         // Node table: the failing node's line, then the refresh's; the slot is reported all the same.
-        {{"retrieve-node-info"},
-         "ClnkLib_GetNetInfo",
-         -1,
-         Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-node-info"},
-         "ClnkLib_GetPhyTxProfile",
-         -1,
-         Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-node-info"},
-         "ClnkLib_GetPhyRxProfile",
-         -1,
-         Rc::Fault,
-         {"{if}: {op} for nodeId={arg0} failed with rc={rc}", "mxl_get_nodes_info failed"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-node-info"},
-         "",
-         -1,
-         Rc::Fault,
-         {CHIP_FAILED, "mxl_get_nodes_info failed"},
-         Ret::Filled,
-         Next::Again},
+        {{"retrieve-node-info"}, "ClnkLib_GetNetInfo", -1, Rc::Fault, {NODE_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "ClnkLib_GetPhyTxProfile", -1, Rc::Fault, {NODE_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "ClnkLib_GetPhyRxProfile", -1, Rc::Fault, {NODE_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-node-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_nodes_info failed"}, Ret::Filled, Next::Again},
         {{"retrieve-mesh-info"}, "ClnkLib_OpenByName", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
         {{"retrieve-mesh-info"}, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Filled, Next::Again},
-        {{"retrieve-bridge-info"},
-         "ClnkLib_GetBridgeTable",
-         -1,
-         Rc::Fault,
-         {"{if}: ClnkLib_GetBridgeTable for {bridge} failed with rc={rc}", "mxl_get_bridges_info failed"},
-         Ret::Filled,
-         Next::Again},
-        {{"retrieve-bridge-info"},
-         "",
-         -1,
-         Rc::Fault,
-         {CHIP_FAILED, "mxl_get_bridges_info failed"},
-         Ret::Filled,
-         Next::Again},
+        {{"retrieve-bridge-info"}, "ClnkLib_GetBridgeTable", -1, Rc::Fault, {"{if}: ClnkLib_GetBridgeTable for {bridge} failed with rc={rc}", "mxl_get_bridges_info failed"}, Ret::Filled, Next::Again},
+        {{"retrieve-bridge-info"}, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_bridges_info failed"}, Ret::Filled, Next::Again},
         // Flow listing: a node whose GUID can't be read is passed over; list and
         // query failures are retried; the listing completes in all three cases.
-        {QOS,
-         "ClnkLib_GetNetInfo",
-         -1,
-         Rc::Zero,
-         {"ClnkLib_GetNetInfo failed on {arg0} ith rc={rc}"},
-         Ret::Filled,
-         Next::Fresh},
+        {QOS, "ClnkLib_GetNetInfo", -1, Rc::Zero, {"ClnkLib_GetNetInfo failed on {arg0} ith rc={rc}"}, Ret::Filled, Next::Fresh},
         {QOS, "ClnkLib_ListFlows", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
         {QOS, "ClnkLib_QueryFlow", -1, Rc::Zero, {}, Ret::Clean, Next::Fresh},
         {QOS, "", -1, Rc::Fault, {CHIP_FAILED, "mxl_get_flows failed"}, Ret::Filled, Next::Again},
         // Configuration report, status reads: the chip's code, ret untouched.
         {ANY, "", -1, Rc::Fault, {CHIP_FAILED}, Ret::Untouched, Next::Again},
     };
+    // clang-format on
     return rows;
 }
 
@@ -469,32 +365,24 @@ void expect_zeroed(const char* op, const T* record, size_t count = 1) {
         static auto next = reinterpret_cast<decltype(&op)>(dlsym(RTLD_NEXT, #op));                                     \
         return next(__VA_ARGS__);                                                                                      \
     }
+// clang-format off
 MXL_READ(ClnkLib_ListNames, expect_zeroed(__func__, n, cap), (ClnkLib_Name_t * n, uint32_t cap), n, cap)
 MXL_READ(ClnkLib_GetLocalInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_LocalInfo_t* p), h, p)
-MXL_READ(ClnkLib_GetNetInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_NetInfo_t* p), h, n,
-         p)
-MXL_READ(ClnkLib_GetPhyTxProfile, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyTxProfile_t* p), h, n, t, f, p)
-MXL_READ(ClnkLib_GetPhyRxProfile, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyRxProfile_t* p), h, n, t, f, p)
-MXL_READ(ClnkLib_GetEcbStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_EcbStats_t* p), h,
-         f, p)
-MXL_READ(ClnkLib_GetClnkCfgV2, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_ClnkCfgV2_t* p),
-         h, f, p)
-MXL_READ(ClnkLib_GetClnkCfgV2Params, expect_zeroed(__func__, p),
-         (ClnkLib_Handle_t * h, const clnk_param_mask_t* m, ClnkLib_ClnkCfgV2_t* p), h, m, p)
+MXL_READ(ClnkLib_GetNetInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_NetInfo_t* p), h, n, p)
+MXL_READ(ClnkLib_GetPhyTxProfile, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyTxProfile_t* p), h, n, t, f, p)
+MXL_READ(ClnkLib_GetPhyRxProfile, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, uint32_t t, uint32_t f, ClnkLib_PhyRxProfile_t* p), h, n, t, f, p)
+MXL_READ(ClnkLib_GetEcbStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_EcbStats_t* p), h, f, p)
+MXL_READ(ClnkLib_GetClnkCfgV2, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_ClnkCfgV2_t* p), h, f, p)
+MXL_READ(ClnkLib_GetClnkCfgV2Params, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, const clnk_param_mask_t* m, ClnkLib_ClnkCfgV2_t* p), h, m, p)
 MXL_READ(ClnkLib_GetPhyMisc, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_PhyMisc_t* p), h, p)
-MXL_READ(ClnkLib_GetCdInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_CdInfo_t* p), h, n,
-         p)
-MXL_READ(ClnkLib_GetDataStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_DataStats_t* p),
-         h, f, p)
+MXL_READ(ClnkLib_GetCdInfo, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t n, ClnkLib_CdInfo_t* p), h, n, p)
+MXL_READ(ClnkLib_GetDataStats, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, uint32_t f, ClnkLib_DataStats_t* p), h, f, p)
 MXL_READ(ClnkLib_GetRlapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_RlapmStaticCfgV2_t* p), h, p)
 MXL_READ(ClnkLib_GetSapmCfg, expect_zeroed(__func__, p), (ClnkLib_Handle_t * h, ClnkLib_SapmStaticCfgV2_t* p), h, p)
 // The mesh report zeroes its FMR record once, a refill its bridge table once, and
 // the flow listing keeps its response across attempts: those reads pass unchecked.
-MXL_READ(ClnkLib_GetFmrInfo, (void) 0, (ClnkLib_Handle_t * h, uint32_t m, uint32_t f, ClnkLib_FmrInfo_t* p), h, m, f, p)
-MXL_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, c),
-         (ClnkLib_Handle_t * h, uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p), h, t, f, c, p)
+MXL_READ(ClnkLib_GetBridgeTable, expect_zeroed(__func__, c), (ClnkLib_Handle_t * h, uint32_t t, uint32_t f, uint32_t* c, ClnkLib_BridgeTable_t* p), h, t, f, c, p)
+// clang-format on
 #undef MXL_READ
 
 namespace {
@@ -645,74 +533,34 @@ void PrintTo(const FlowCase& c, std::ostream* os) {
 
 // Node 0 (local, 2 flows), node 1 (34 flows: two batches), node 2 (2 flows).
 std::vector<FlowCase> flow_cases() {
+    const ojson list = {{"op", "ClnkLib_ListFlows"}}, query = {{"op", "ClnkLib_QueryFlow"}};
+    auto with = [](ojson f, const ojson& more) { return f.update(more), f; };
+    const strings timed_out = {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"};
     std::vector<FlowCase> out;
+    // clang-format off
     for(uint32_t code : FLOW_CODES) {
-        const std::string hex = std::to_string(code);
         const bool ok = (code == 1);
         // One list answer with this code on the first batch of node 0: success
         // is used, "not PQoS capable" ends the node, everything else is retried.
-        out.push_back({"List" + hex,
-                       {{"op", "ClnkLib_ListFlows"}, {"rc", 0}, {"flowCode", code}},
-                       (ok || code == 12) ? 0 : 1,
-                       0,
-                       {},
-                       code == 12,
-                       true});
+        out.push_back({"List" + std::to_string(code), with(list, {{"rc", 0}, {"flowCode", code}}), (ok || code == 12) ? 0 : 1, 0, {}, code == 12, true});
         // One query answer with this code: anything but success is asked again.
-        out.push_back({"Query" + hex,
-                       {{"op", "ClnkLib_QueryFlow"}, {"rc", 0}, {"flowCode", code}},
-                       0,
-                       ok ? 0 : 1,
-                       {},
-                       false,
-                       true});
+        out.push_back({"Query" + std::to_string(code), with(query, {{"rc", 0}, {"flowCode", code}}), 0, ok ? 0 : 1, {}, false, true});
     }
-    const strings list_spent = {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"};
-    out.push_back(
-        {"ListFailsFiveTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 5}, {"rc", -7}}, 5, 0, {}, false, true});
-    out.push_back(
-        {"ListFailsSixTimes", {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", -7}}, 5, 0, list_spent, true, true});
-    out.push_back({"ListTimesOutSixTimes",
-                   {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}},
-                   5,
-                   0,
-                   {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"},
-                   true,
-                   true});
-    // Ids in an answer that is not a success are never used.
-    out.push_back(
-        {"ListTimesOutSixTimesWithIds",
-         {{"op", "ClnkLib_ListFlows"}, {"times", 6}, {"rc", 0}, {"flowCode", 8}, {"set", {{"numReturnedFlowIds", 2}}}},
-         5,
-         0,
-         {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"},
-         true,
-         true});
-    out.push_back(
-        {"QueryFailsFiveTimes", {{"op", "ClnkLib_QueryFlow"}, {"times", 5}, {"rc", 9}}, 0, 5, {}, false, true});
-    out.push_back({"QueryFailsSixTimes",
-                   {{"op", "ClnkLib_QueryFlow"}, {"times", 6}, {"rc", 9}},
-                   0,
-                   0,
-                   {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"},
-                   false,
-                   false});
-    // The change counter moves: between node 1's two batches the node ends
-    // (its first 32 ids are kept); a node listed in one batch has nothing to compare.
-    out.push_back({"ChangedBetweenBatches",
-                   {{"op", "ClnkLib_ListFlows"}, {"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}},
-                   0,
-                   0,
-                   {"Detected flows changed in mid op, 3 != 4, aborting."},
-                   false,
-                   true});
-    out.push_back({"ChangedOnAnOnlyBatch",
-                   {{"op", "ClnkLib_ListFlows"}, {"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}},
-                   0,
-                   0,
-                   {},
-                   false,
-                   true});
+    const std::vector<FlowCase> paths = {
+        {"ListFailsFiveTimes", with(list, {{"times", 5}, {"rc", -7}}), 5, 0, {}, false, true},
+        {"ListFailsSixTimes", with(list, {{"times", 6}, {"rc", -7}}), 5, 0, {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, true, true},
+        {"ListTimesOutSixTimes", with(list, {{"times", 6}, {"rc", 0}, {"flowCode", 8}}), 5, 0, timed_out, true, true},
+        // Ids in an answer that is not a success are never used.
+        {"ListTimesOutSixTimesWithIds", with(list, {{"times", 6}, {"rc", 0}, {"flowCode", 8}, {"set", {{"numReturnedFlowIds", 2}}}}), 5, 0, timed_out, true, true},
+        {"QueryFailsFiveTimes", with(query, {{"times", 5}, {"rc", 9}}), 0, 5, {}, false, true},
+        {"QueryFailsSixTimes", with(query, {{"times", 6}, {"rc", 9}}), 0, 0, {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false},
+        // The change counter moves: between node 1's two batches the node ends
+        // (its first 32 ids are kept); a node listed in one batch has nothing to compare.
+        {"ChangedBetweenBatches", with(list, {{"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}}), 0, 0, {"Detected flows changed in mid op, 3 != 4, aborting."}, false, true},
+        {"ChangedOnAnOnlyBatch", with(list, {{"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}}), 0, 0, {}, false, true},
+    };
+    // clang-format on
+    out.insert(out.end(), paths.begin(), paths.end());
     return out;
 }
 

@@ -34,22 +34,14 @@ ClnkLib_MacAddr_t flow_addr(uint32_t node, uint32_t k) {
 }
 
 ojson flow(uint32_t node, uint32_t k) {
-    return {{"flowId", flow_id(node, k)},
-            {"packetDa", "01:00:5E:7F:00:AA"},
-            {"ingressGuid", guid(node)},
-            {"egressGuid", guid(15)},
-            {"tPeakDataRateKbps", 20000 + k},
-            {"tLeaseTimeSec", 60},
-            {"tBurstSize", 2},
-            {"flowTag", 7},
-            {"maxLatencyMs", 10},
-            {"stAvgRatio", 3},
-            {"flowPer", 4},
-            {"ingressClass", "0xBEEF"},
-            {"vlanTag", 100},
-            {"dscpMoca", 46},
-            {"leaseTimeLeft", 30},
-            {"dfid", 9}};
+    ojson f = ojson::parse(R"({"packetDa": "01:00:5E:7F:00:AA", "tLeaseTimeSec": 60, "tBurstSize": 2, "flowTag": 7,
+        "maxLatencyMs": 10, "stAvgRatio": 3, "flowPer": 4, "ingressClass": "0xBEEF", "vlanTag": 100, "dscpMoca": 46,
+        "leaseTimeLeft": 30, "dfid": 9})");
+    f.update({{"flowId", flow_id(node, k)},
+              {"ingressGuid", guid(node)},
+              {"egressGuid", guid(15)},
+              {"tPeakDataRateKbps", 20000 + k}});
+    return f;
 }
 
 // moca0 with the given active nodes (id -> number of flows), MoCA 2.5 unless `versions` says otherwise.
@@ -194,23 +186,14 @@ TEST_F(FlowsTest, ListsNodesInOrderIntoSlots) {
         EXPECT_TRUE(slot.rc == 0 && slot.chip.empty() && slot.value("FlowID") == slots[id - 1]) << id;
     }
     ojson record = ojson::object();
-    const std::tuple<const char*, const char*, ojson> keys[] = {{"FlowID", "cstring", flow_id(5, 0)},
-                                                                {"PacketDA", "cstring", "01:00:5e:7f:00:aa"},
-                                                                {"MaxRate", "uint32", 20000},
-                                                                {"MaxBurstSize", "uint32", 2},
-                                                                {"LeaseTime", "uint32", 60},
-                                                                {"Tag", "uint32", 7},
-                                                                {"LeaseTimeLeft", "uint32", 30},
-                                                                {"FlowPackets", "uint32", 0},
-                                                                {"IngressGuid", "cstring", guid(5)},
-                                                                {"EgressGuid", "cstring", guid(15)},
-                                                                {"MaximumLatency", "uint32", 10},
-                                                                {"ShortTermAvgRatio", "uint32", 3},
-                                                                {"FlowPer", "uint32", 4},
-                                                                {"IngressClassify", "cstring", "beef"},
-                                                                {"VlanTag", "uint32", 100},
-                                                                {"DscpMoca", "uint32", 46},
-                                                                {"Dfid", "uint32", 9}};
+    // clang-format off
+    const std::tuple<const char*, const char*, ojson> keys[] = {
+        {"FlowID", "cstring", flow_id(5, 0)}, {"PacketDA", "cstring", "01:00:5e:7f:00:aa"}, {"MaxRate", "uint32", 20000},
+        {"MaxBurstSize", "uint32", 2}, {"LeaseTime", "uint32", 60}, {"Tag", "uint32", 7}, {"LeaseTimeLeft", "uint32", 30},
+        {"FlowPackets", "uint32", 0}, {"IngressGuid", "cstring", guid(5)}, {"EgressGuid", "cstring", guid(15)},
+        {"MaximumLatency", "uint32", 10}, {"ShortTermAvgRatio", "uint32", 3}, {"FlowPer", "uint32", 4},
+        {"IngressClassify", "cstring", "beef"}, {"VlanTag", "uint32", 100}, {"DscpMoca", "uint32", 46}, {"Dfid", "uint32", 9}};
+    // clang-format on
     ojson empty = ojson::object();
     for(const auto& [key, type, value] : keys) {
         record[key] = ojson::array({type, value});
@@ -319,49 +302,21 @@ TEST_P(ListRetryTest, FirstNodeBatch) {
 const std::string TIMEOUT_LINE = "  List timeout, flowCode 0x8 (FLOWCODE_TIMEOUT)";
 const std::string UNKNOWN_FAIL = "  List fail, flowCode 0x9 ()";
 
-INSTANTIATE_TEST_SUITE_P(
-    Flows, ListRetryTest,
-    ::testing::Values(
-        ListRetryCase{"TimeoutTwice",
-                      R"({"op":"ListFlows","times":2,"rc":0,"flowCode":8})",
-                      4,
-                      {TIMEOUT_LINE, TIMEOUT_LINE},
-                      {},
-                      1},
-        ListRetryCase{"NotPqosCapable",
-                      R"({"op":"ListFlows","rc":0,"flowCode":12})",
-                      2,
-                      {"  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"},
-                      {},
-                      0},
-        ListRetryCase{"FailedCodeOnce",
-                      R"({"op":"ListFlows","rc":0,"flowCode":16})",
-                      3,
-                      {"  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)"},
-                      {},
-                      1},
-        ListRetryCase{
-            "CallFailsSixTimes",
-            R"({"op":"ListFlows","times":6,"rc":-3})",
-            7,
-            {"  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
-             "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
-             "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."},
-            {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"},
-            0},
-        ListRetryCase{"UnnamedCodeSixTimes",
-                      R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})",
-                      7,
-                      strings(6, UNKNOWN_FAIL),
-                      {"6 retries exausted. retval:0 flowCode:0x9 ()"},
-                      0},
-        ListRetryCase{"GuidUnreadable",
-                      R"({"op":"GetNetInfo","rc":-3})",
-                      1,
-                      {},
-                      {"ClnkLib_GetNetInfo failed on 0 ith rc=-3"},
-                      0}),
+const strings SIX_RETRIES = {
+    "  Unexpected list retval -3, 6 retries left...", "  Unexpected list retval -3, 5 retries left...",
+    "  Unexpected list retval -3, 4 retries left...", "  Unexpected list retval -3, 3 retries left...",
+    "  Unexpected list retval -3, 2 retries left...", "  Unexpected list retval -3, 1 retries left..."};
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Flows, ListRetryTest, ::testing::Values(
+    ListRetryCase{"TimeoutTwice", R"({"op":"ListFlows","times":2,"rc":0,"flowCode":8})", 4, {TIMEOUT_LINE, TIMEOUT_LINE}, {}, 1},
+    ListRetryCase{"NotPqosCapable", R"({"op":"ListFlows","rc":0,"flowCode":12})", 2, {"  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"}, {}, 0},
+    ListRetryCase{"FailedCodeOnce", R"({"op":"ListFlows","rc":0,"flowCode":16})", 3, {"  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)"}, {}, 1},
+    ListRetryCase{"CallFailsSixTimes", R"({"op":"ListFlows","times":6,"rc":-3})", 7, SIX_RETRIES, {"6 retries exausted. retval:-3 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, 0},
+    ListRetryCase{"UnnamedCodeSixTimes", R"({"op":"ListFlows","times":6,"rc":0,"flowCode":9})", 7, strings(6, UNKNOWN_FAIL), {"6 retries exausted. retval:0 flowCode:0x9 ()"}, 0},
+    ListRetryCase{"GuidUnreadable", R"({"op":"GetNetInfo","rc":-3})", 1, {}, {"ClnkLib_GetNetInfo failed on 0 ith rc=-3"}, 0}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST_F(FlowsTest, QueryGivingUpAbandonsTheListing) {
     start(network({{0, 2}, {1, 1}}, 0));
