@@ -27,22 +27,10 @@ struct Kind {
     uint32_t per_row;        // entries per row in use
 };
 
-const Kind RLAPM{"rlapm",
-                 "retrieve-rlapm-number",
-                 "retrieve-rlapm-info",
-                 "RlapmNumberOfEntries",
-                 "ClnkLib_GetRlapmCfg",
-                 "rlapm_table_size",
-                 true,
-                 84};
-const Kind SAPM{"sapm",
-                "retrieve-sapm-number",
-                "retrieve-sapm-info",
-                "SapmNumberOfEntries",
-                "ClnkLib_GetSapmCfg",
-                "sapm_table_size",
-                false,
-                1};
+// clang-format off
+const Kind RLAPM{"rlapm", "retrieve-rlapm-number", "retrieve-rlapm-info", "RlapmNumberOfEntries", "ClnkLib_GetRlapmCfg", "rlapm_table_size", true, 84};
+const Kind SAPM{"sapm", "retrieve-sapm-number", "retrieve-sapm-info", "SapmNumberOfEntries", "ClnkLib_GetSapmCfg", "sapm_table_size", false, 1};
+// clang-format on
 
 class MarginsTest : public ModuleTest {
 protected:
@@ -109,13 +97,11 @@ TEST_F(MarginsTest, RlapmIdsWalkProfilesRowsAndLevels) {
         Outcome out = info(RLAPM, e.id);
         reads += out.count_op(RLAPM.read_op);
         EXPECT_EQ(out.rc, 0);
-        EXPECT_EQ(out.ret, ojson::array({"htable",
-                                         {{"Enable", {"bool", e.enable}},
-                                          {"Profile", {"uint32", e.profile}},
-                                          {"Frequency", {"uint32", e.freq}},
-                                          {"GlobalAggrRxPwrLevel", {"uint32", e.garpl}},
-                                          {"PhyMargin", {"uint32", e.margin}},
-                                          {"Status", {"cstring", e.enable ? "active" : ""}}}}));
+        // clang-format off
+        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", e.enable}}, {"Profile", {"uint32", e.profile}},
+            {"Frequency", {"uint32", e.freq}}, {"GlobalAggrRxPwrLevel", {"uint32", e.garpl}},
+            {"PhyMargin", {"uint32", e.margin}}, {"Status", {"cstring", e.enable ? "active" : ""}}}}));
+        // clang-format on
     }
     EXPECT_EQ(reads, 2u); // one refill, which counts on a second handle
 }
@@ -152,13 +138,11 @@ TEST_F(MarginsTest, SapmRowsGiveOneEntryWithBoundedMarginText) {
         SCOPED_TRACE(e.id);
         Outcome out = info(SAPM, e.id);
         EXPECT_EQ(out.rc, 0);
-        EXPECT_EQ(out.ret, ojson::array({"htable",
-                                         {{"Enable", {"bool", true}},
-                                          {"Profile", {"uint32", e.profile}},
-                                          {"Frequency", {"uint32", e.freq}},
-                                          {"AggrRxPwrLevelThreshold", {"uint32", e.threshold}},
-                                          {"PhyMargin", {"cstring", e.margin}},
-                                          {"Status", {"cstring", "active"}}}}));
+        // clang-format off
+        EXPECT_EQ(out.ret, ojson::array({"htable", {{"Enable", {"bool", true}}, {"Profile", {"uint32", e.profile}},
+            {"Frequency", {"uint32", e.freq}}, {"AggrRxPwrLevelThreshold", {"uint32", e.threshold}},
+            {"PhyMargin", {"cstring", e.margin}}, {"Status", {"cstring", "active"}}}}));
+        // clang-format on
         if(e.id == 1) {
             for(const Entry& built : entries) {
                 EXPECT_TRUE(logged(out, "Sapm entry[" + std::to_string(built.id - 1) + "] sc_index_max:" +
@@ -303,10 +287,6 @@ TEST_P(BothTables, FailedCountKeepsTheOldNumber) {
     }
     EXPECT_EQ(number(k).value(k.number_key), 2 * k.per_row);
 }
-
-} // namespace
-
-namespace {
 
 // ---- a chip answering out of range --------------------------------------------------------
 

@@ -117,32 +117,18 @@ TEST_F(NetTablesTest, ProfileChoiceByVersionBondingAndValidity) {
         std::vector<int> pairs;                     // types read, in order
         int bcast_tx, bcast_rx, ucast_tx, ucast_rx; // type whose value lands, 0 for none
     };
+    // clang-format off
     const Row rows[] = {
         {"1.1", "0x11", 0, {{8, {1, 1}}, {7, {1, 1}}}, {8, 7}, 8, 8, 7, 7},
         {"1.1 invalid: no fallback", "0x11", 0x200, {{0xe, {1, 1}}, {7, {1, 0}}}, {8, 7}, 0, 0, 7, 0},
         {"2.0", "0x20", 0, {{0xe, {1, 1}}, {0x12, {1, 1}}, {0xd, {1, 1}}}, {0xe, 0xd}, 0xe, 0xe, 0xd, 0xd},
         {"2.0 bonded", "0x20", 0x200, {{0xe, {1, 1}}, {0x12, {1, 1}}}, {0xe, 0x12}, 0xe, 0xe, 0x12, 0x12},
-        {"2.5 bonded, 0x12 rx invalid",
-         "0x25",
-         0x200,
-         {{0xe, {1, 1}}, {0x12, {1, 0}}, {0xd, {1, 1}}},
-         {0xe, 0x12, 0xd},
-         0xe,
-         0xe,
-         0xd,
-         0xd},
+        {"2.5 bonded, 0x12 rx invalid", "0x25", 0x200, {{0xe, {1, 1}}, {0x12, {1, 0}}, {0xd, {1, 1}}}, {0xe, 0x12, 0xd}, 0xe, 0xe, 0xd, 0xd},
         {"0xe invalid: 0x8", "0x20", 0, {{0xe, {0, 1}}, {8, {1, 1}}, {0xd, {1, 1}}}, {0xe, 8, 0xd}, 8, 8, 0xd, 0xd},
         {"0xd invalid: 0x7", "0x20", 0, {{0xe, {1, 1}}, {0xd, {1, 0}}, {7, {1, 1}}}, {0xe, 0xd, 7}, 0xe, 0xe, 7, 7},
-        {"none valid: last pair, field by field",
-         "0x20",
-         0x200,
-         {{8, {0, 1}}, {7, {1, 0}}},
-         {0xe, 8, 0x12, 0xd, 7},
-         0,
-         8,
-         7,
-         0},
+        {"none valid: last pair, field by field", "0x20", 0x200, {{8, {0, 1}}, {7, {1, 0}}}, {0xe, 8, 0x12, 0xd, 7}, 0, 8, 7, 0},
     };
+    // clang-format on
     ojson nodes = ojson::object();
     for(uint32_t id = 1; id <= std::size(rows); id++) {
         const Row& row = rows[id - 1];
@@ -198,12 +184,9 @@ TEST_F(NetTablesTest, NodeVersionsAddressesAndCounters) {
     for(uint32_t id = 1; id <= std::size(rows); id++) {
         nodes[std::to_string(id)]["netInfo"] = {{"mocaVer", rows[id - 1].ver}, {"protoSupport", rows[id - 1].proto}};
     }
-    nodes["1"]["netInfo"].update({{"guidHi", "0x00112233"},
-                                  {"guidLo", "0x44556677"},
-                                  {"txDataFrameGood", "0x0000000500000001"},
-                                  {"txDataFrameDropped", "0x0000000700000009"},
-                                  {"rxDataFrameGood", "0x0000000300000004"},
-                                  {"rxDataFrameBad", "0x0000000200000006"}});
+    nodes["1"]["netInfo"].update(ojson::parse(R"({"guidHi": "0x00112233", "guidLo": "0x44556677",
+        "txDataFrameGood": "0x0000000500000001", "txDataFrameDropped": "0x0000000700000009",
+        "rxDataFrameGood": "0x0000000300000004", "rxDataFrameBad": "0x0000000200000006"})"));
     sim(network(iface(0, 0x3F, nodes)));
     create("moca0");
     for(uint32_t id = 1; id <= std::size(rows); id++) {
@@ -221,33 +204,16 @@ TEST_F(NetTablesTest, NodeVersionsAddressesAndCounters) {
         }
     }
     Outcome out = call("retrieve-node-info", args(2));
-    const std::vector<std::pair<std::string, std::string>> keys = {{"MACAddress", "cstring"},
-                                                                   {"NodeID", "uint32"},
-                                                                   {"PreferredNC", "bool"},
-                                                                   {"HighestVersion", "cstring"},
-                                                                   {"PHYTxRate", "uint32"},
-                                                                   {"PHYRxRate", "uint32"},
-                                                                   {"TxPowerControlReduction", "uint32"},
-                                                                   {"RxPowerLevel", "uint32"},
-                                                                   {"TxBcastRate", "uint32"},
-                                                                   {"RxBcastPowerLevel", "int32"},
-                                                                   {"TxPackets", "uint64"},
-                                                                   {"TxDrops", "uint32"},
-                                                                   {"RxPackets", "uint64"},
-                                                                   {"RxCorrected", "uint64"},
-                                                                   {"RxErroredAndMissedPackets", "uint32"},
-                                                                   {"BondingCapable", "bool"},
-                                                                   {"QAM256Capable", "bool"},
-                                                                   {"PacketAggregationCapability", "uint32"},
-                                                                   {"RxSNR", "uint32"},
-                                                                   {"Active", "bool"},
-                                                                   {"SupportedIngressPqosFlows", "uint32"},
-                                                                   {"SupportedEgressPqosFlows", "uint32"},
-                                                                   {"AggregationSize", "uint32"},
-                                                                   {"AeNumber", "uint32"},
-                                                                   {"PowerState", "cstring"},
-                                                                   {"PowerStateCapability", "cstring"},
-                                                                   {"Moca25PhyCapable", "bool"}};
+    // clang-format off
+    const std::vector<std::pair<std::string, std::string>> keys = {
+        {"MACAddress", "cstring"}, {"NodeID", "uint32"}, {"PreferredNC", "bool"}, {"HighestVersion", "cstring"},
+        {"PHYTxRate", "uint32"}, {"PHYRxRate", "uint32"}, {"TxPowerControlReduction", "uint32"}, {"RxPowerLevel", "uint32"},
+        {"TxBcastRate", "uint32"}, {"RxBcastPowerLevel", "int32"}, {"TxPackets", "uint64"}, {"TxDrops", "uint32"},
+        {"RxPackets", "uint64"}, {"RxCorrected", "uint64"}, {"RxErroredAndMissedPackets", "uint32"}, {"BondingCapable", "bool"},
+        {"QAM256Capable", "bool"}, {"PacketAggregationCapability", "uint32"}, {"RxSNR", "uint32"}, {"Active", "bool"},
+        {"SupportedIngressPqosFlows", "uint32"}, {"SupportedEgressPqosFlows", "uint32"}, {"AggregationSize", "uint32"},
+        {"AeNumber", "uint32"}, {"PowerState", "cstring"}, {"PowerStateCapability", "cstring"}, {"Moca25PhyCapable", "bool"}};
+    // clang-format on
     EXPECT_EQ(out.keys(), keys);
     EXPECT_EQ(out.value("MACAddress"), "00:11:22:33:44:55");
     EXPECT_EQ(out.value("TxPackets"), 0x500000001ull);
@@ -290,13 +256,12 @@ TEST_F(NetTablesTest, LinkDownEmptiesNodesAndMesh) {
 }
 
 TEST_F(NetTablesTest, MeshEntryNumbering) {
-    ojson n0 = {
-        {"fmr",
-         {{"validInfo", 1},
-          {"p2p",
-           {{"1", {{"rateNper", 1001}, {"rateVLper", 901}}}, {"15", {{"rateNper", 1015}, {"rateVLper", 915}}}}}}}};
-    ojson n1 = {{"fmr", {{"validInfo", 1}, {"p2p", {{"0", {{"rateNper", 1100}, {"rateVLper", 1000}}}}}}}};
-    ojson n2 = {{"fmr", {{"validInfo", 0}, {"p2p", {{"0", {{"rateNper", 1200}, {"rateVLper", 1100}}}}}}}};
+    auto fmr = [](int valid, const char* p2p) {
+        return ojson{{"fmr", {{"validInfo", valid}, {"p2p", ojson::parse(p2p)}}}};
+    };
+    ojson n0 = fmr(1, R"({"1": {"rateNper": 1001, "rateVLper": 901}, "15": {"rateNper": 1015, "rateVLper": 915}})");
+    ojson n1 = fmr(1, R"({"0": {"rateNper": 1100, "rateVLper": 1000}})");
+    ojson n2 = fmr(0, R"({"0": {"rateNper": 1200, "rateVLper": 1100}})");
     sim(network(iface(0, 0x7, {{"0", n0}, {"1", n1}, {"2", n2}})));
     create("moca0");
     struct Row {
@@ -306,11 +271,10 @@ TEST_F(NetTablesTest, MeshEntryNumbering) {
                           Row{17, 1, 0, 1100, 1000}, Row{33, 2, 0, 0, 0}, Row{256, 15, 15, 0, 0}}) {
         Outcome out = call("retrieve-mesh-info", args(row.id));
         SCOPED_TRACE(row.id);
-        EXPECT_EQ(out.ret[1], (ojson{{"TxNodeIndex", {"uint32", row.tx}},
-                                     {"RxNodeIndex", {"uint32", row.rx}},
-                                     {"TxRate", {"uint32", row.nper}},
-                                     {"TxRateNper", {"uint32", row.nper}},
-                                     {"TxRateVlper", {"uint32", row.vlper}}}));
+        // clang-format off
+        EXPECT_EQ(out.ret[1], (ojson{{"TxNodeIndex", {"uint32", row.tx}}, {"RxNodeIndex", {"uint32", row.rx}},
+                                     {"TxRate", {"uint32", row.nper}}, {"TxRateNper", {"uint32", row.nper}}, {"TxRateVlper", {"uint32", row.vlper}}}));
+        // clang-format on
     }
 }
 
@@ -463,24 +427,14 @@ TEST_F(NetTablesTest, NodeIdsAboveFifteenFromTheChip) {
         uint32_t remote_reads;               // ClnkLib_GetNetInfo calls of the node refresh
         std::vector<std::string> node1_macs; // "MACAddresses" of node 1 ("Id" 2)
     };
+    const std::vector<std::string> node1 = {"0a:00:00:00:01:01,0a:00:00:00:01:02"};
+    // clang-format off
     const Row rows[] = {
-        {"mask bits above 15",
-         {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"activeNodeBitmask", "0xffff000b"}}}},
-         3,
-         {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
-        {"local node id 40",
-         {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"nodeId", 40}}}},
-         4,
-         {"0a:00:00:00:01:01,0a:00:00:00:01:02"}},
-        {"bridge entry of node 40",
-         {{"op", "GetBridgeTable"},
-          {"rc", 0},
-          {"skip", 2},
-          {"times", 3},
-          {"set", {{"entries.0.nodeId", 40}, {"entries.2.nodeId", "0xffff"}}}},
-         3,
-         {""}},
+        {"mask bits above 15", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"activeNodeBitmask", "0xffff000b"}}}}, 3, node1},
+        {"local node id 40", {{"op", "GetLocalInfo"}, {"rc", 0}, {"times", 3}, {"set", {{"nodeId", 40}}}}, 4, node1},
+        {"bridge entry of node 40", {{"op", "GetBridgeTable"}, {"rc", 0}, {"skip", 2}, {"times", 3}, {"set", {{"entries.0.nodeId", 40}, {"entries.2.nodeId", "0xffff"}}}}, 3, {""}},
     };
+    // clang-format on
     for(const Row& row : rows) {
         SCOPED_TRACE(row.what);
         advance(10001);
