@@ -212,6 +212,8 @@ TEST_F(FrameTest, CreateTestsTheChipOnce) {
     EXPECT_EQ(out.messages(TRACE_LEVEL_APP_INFO), std::vector<std::string>{"The interface 'moca0' is enabled at init"});
     EXPECT_EQ(out.messages(TRACE_LEVEL_NOTICE),
               std::vector<std::string>{"allocated mxl moca info for interface moca0"});
+    const std::vector<std::string> infos = out.messages(TRACE_LEVEL_INFO);
+    EXPECT_NE(std::find(infos.begin(), infos.end(), "initializing mxl moca info for name: moca0"), infos.end());
     EXPECT_EQ(out.handles, 0);
 
     Outcome again = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
