@@ -25,50 +25,25 @@ namespace {
 using fuzzenv::Fn;
 using ojson = nlohmann::ordered_json;
 
+// clang-format off
 constexpr const char* arg_keys[] = {
-    "InternalName",
-    "Id",
-    "Enable",
-    "PreferredNC",
-    "PrivacyEnabledSetting",
-    "TpcTargetRateNper",
-    "FreqCurrentMaskSetting",
-    "KeyPassphrase",
-    "TxPowerLimit",
-    "PowerCntlPhyTarget",
-    "BeaconPowerLimit",
-    "NodeTabooMask",
-    "internalname",
-    "",
+    "InternalName", "Id", "Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper",
+    "FreqCurrentMaskSetting", "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit",
+    "NodeTabooMask", "internalname", "",
 };
+// clang-format on
 
 constexpr const char* known_names[] = {"moca0", "moca1", "moca2", "", "moca0123456789a", "moca0123456789ab"};
 
+// clang-format off
 constexpr const char* chip_ops[] = {
-    "ClnkLib_OpenByName",
-    "ClnkLib_ListNames",
-    "ClnkLib_GetLocalInfo",
-    "ClnkLib_GetNetInfo",
-    "ClnkLib_GetPhyTxProfile",
-    "ClnkLib_GetPhyRxProfile",
-    "ClnkLib_GetCdInfo",
-    "ClnkLib_GetFmrInfo",
-    "ClnkLib_GetBridgeTable",
-    "ClnkLib_ListFlows",
-    "ClnkLib_QueryFlow",
-    "ClnkLib_GetClnkCfgV2Params",
-    "ClnkLib_SetClnkCfgV2Params",
-    "ClnkLib_Start",
-    "ClnkLib_Stop",
-    "ClnkLib_GetPhyMisc",
-    "ClnkLib_GetEcbStats",
-    "ClnkLib_GetDataStats",
-    "ClnkLib_GetRlapmCfg",
-    "ClnkLib_GetSapmCfg",
-    "GetNetInfo",
-    "ListFlows",
-    "Close",
+    "ClnkLib_OpenByName", "ClnkLib_ListNames", "ClnkLib_GetLocalInfo", "ClnkLib_GetNetInfo",
+    "ClnkLib_GetPhyTxProfile", "ClnkLib_GetPhyRxProfile", "ClnkLib_GetCdInfo", "ClnkLib_GetFmrInfo",
+    "ClnkLib_GetBridgeTable", "ClnkLib_ListFlows", "ClnkLib_QueryFlow", "ClnkLib_GetClnkCfgV2Params",
+    "ClnkLib_SetClnkCfgV2Params", "ClnkLib_Start", "ClnkLib_Stop", "ClnkLib_GetPhyMisc", "ClnkLib_GetEcbStats",
+    "ClnkLib_GetDataStats", "ClnkLib_GetRlapmCfg", "ClnkLib_GetSapmCfg", "GetNetInfo", "ListFlows", "Close",
 };
+// clang-format on
 
 // Fields of the chip's answers that a fault may set to any value, with the
 // kind of value; # is replaced by a small index. This is how the network
@@ -79,38 +54,28 @@ struct AnswerField {
     const char* path;
     Val val;
 };
+// clang-format off
 constexpr AnswerField answer_fields[] = {
-    {"ClnkLib_GetLocalInfo", "nodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "ncNodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "backupNodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "lmoNodeId", Val::small},
-    {"ClnkLib_GetLocalInfo", "linkStatus", Val::small},
-    {"ClnkLib_GetLocalInfo", "networkState", Val::small},
-    {"ClnkLib_GetLocalInfo", "networkMocaVer", Val::u32},
-    {"ClnkLib_GetLocalInfo", "activeNodeBitmask", Val::u32},
-    {"ClnkLib_GetLocalInfo", "sleepM1NodeBitmask", Val::u32},
-    {"ClnkLib_GetLocalInfo", "tabooMask", Val::u32},
-    {"ClnkLib_GetNetInfo", "mocaVer", Val::u32},
-    {"ClnkLib_GetNetInfo", "protoSupport", Val::u32},
-    {"ClnkLib_GetPhyTxProfile", "txProfileValid", Val::boolean},
-    {"ClnkLib_GetPhyTxProfile", "txPhyrate", Val::u32},
-    {"ClnkLib_GetPhyRxProfile", "rxPhyrate", Val::u32},
-    {"ClnkLib_GetFmrInfo", "nodeMask", Val::u32},
+    {"ClnkLib_GetLocalInfo", "nodeId", Val::small}, {"ClnkLib_GetLocalInfo", "ncNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "backupNodeId", Val::small}, {"ClnkLib_GetLocalInfo", "lmoNodeId", Val::small},
+    {"ClnkLib_GetLocalInfo", "linkStatus", Val::small}, {"ClnkLib_GetLocalInfo", "networkState", Val::small},
+    {"ClnkLib_GetLocalInfo", "networkMocaVer", Val::u32}, {"ClnkLib_GetLocalInfo", "activeNodeBitmask", Val::u32},
+    {"ClnkLib_GetLocalInfo", "sleepM1NodeBitmask", Val::u32}, {"ClnkLib_GetLocalInfo", "tabooMask", Val::u32},
+    {"ClnkLib_GetNetInfo", "mocaVer", Val::u32}, {"ClnkLib_GetNetInfo", "protoSupport", Val::u32},
+    {"ClnkLib_GetPhyTxProfile", "txProfileValid", Val::boolean}, {"ClnkLib_GetPhyTxProfile", "txPhyrate", Val::u32},
+    {"ClnkLib_GetPhyRxProfile", "rxPhyrate", Val::u32}, {"ClnkLib_GetFmrInfo", "nodeMask", Val::u32},
     {"ClnkLib_GetFmrInfo", "nodeFmr.#.validInfo", Val::u32},
     {"ClnkLib_GetClnkCfgV2Params", "securityMode", Val::small},
     {"ClnkLib_GetClnkCfgV2Params", "tabooMask", Val::u32},
     {"ClnkLib_GetClnkCfgV2Params", "preferredNcMode", Val::small},
-    {"ClnkLib_GetBridgeTable", "numEntries", Val::u32},
-    {"ClnkLib_GetBridgeTable", "entries.#.nodeId", Val::small},
+    {"ClnkLib_GetBridgeTable", "numEntries", Val::u32}, {"ClnkLib_GetBridgeTable", "entries.#.nodeId", Val::small},
     {"ClnkLib_GetRlapmCfg", "rlapmProfileId", Val::small},
-    {"ClnkLib_GetRlapmCfg", "profiles.#.tbl.#.freq", Val::u32},
-    {"ClnkLib_GetSapmCfg", "sapmProfileId", Val::small},
-    {"ClnkLib_GetSapmCfg", "profiles.#.tbl.#.scstart", Val::u32},
-    {"ClnkLib_GetDataStats", "txTotalPkts", Val::u32},
-    {"ClnkLib_ListFlows", "totalFlowIdCount", Val::u32},
-    {"ClnkLib_ListFlows", "numReturnedFlowIds", Val::small},
+    {"ClnkLib_GetRlapmCfg", "profiles.#.tbl.#.freq", Val::u32}, {"ClnkLib_GetSapmCfg", "sapmProfileId", Val::small},
+    {"ClnkLib_GetSapmCfg", "profiles.#.tbl.#.scstart", Val::u32}, {"ClnkLib_GetDataStats", "txTotalPkts", Val::u32},
+    {"ClnkLib_ListFlows", "totalFlowIdCount", Val::u32}, {"ClnkLib_ListFlows", "numReturnedFlowIds", Val::small},
     {"ClnkLib_QueryFlow", "leaseTimeLeft", Val::u32},
 };
+// clang-format on
 
 std::string mac(uint32_t n) {
     char text[18];
