@@ -15,6 +15,7 @@
 #include <nolotrace.h>
 #include <timerclock/timerclock.h>
 
+#include "module.h"
 #include "mxl_test_env.h"
 
 namespace mxlbench {
@@ -26,7 +27,7 @@ inline void discard(int, const char*, const char*, void*) {}
 // One registered function called the way a host does, reusing its variants.
 class Caller {
 public:
-    explicit Caller(const char* fn) : cb_(amxhost_get_callback("mxl", "moca-ctrl", fn)) {
+    explicit Caller(const char* fn) : cb_(amxhost_get_callback(host::module_alias, host::module_namespace, fn)) {
         amxc_var_init(&args_);
         amxc_var_init(&ret_);
         amxc_var_set_type(&args_, AMXC_VAR_ID_HTABLE);

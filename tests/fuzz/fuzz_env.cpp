@@ -7,14 +7,13 @@
 #include <sys/time.h>
 #include <iterator>
 
-#include <amxhost/amxhost.h>
-#include <amxm/amxm.h>
 #include <clnkapi.h>
 #include <clnksim.h>
 #include <nolotrace.h>
 #include <timerclock/timerclock.h>
 
 #include "eventloop.h"
+#include "module.h"
 
 extern "C" int gettimeofday(struct timeval* __restrict tv, void* __restrict) noexcept {
     fuzzenv::move_wall_clock(10'000);
@@ -27,7 +26,6 @@ namespace fuzzenv {
 
 namespace {
 
-constexpr const char* so_name = "mxl";
 constexpr const char* fn_names[] = {
     "create-moca-iface",    "destroy-moca-iface", "set-cfg-info",       "retrieve-cfg-info",     "retrieve-static-info",
     "retrieve-dyn-info",    "retrieve-qos-info",  "retrieve-flow-info", "retrieve-rlapm-number", "retrieve-rlapm-info",
@@ -36,7 +34,7 @@ constexpr const char* fn_names[] = {
 };
 static_assert(std::size(fn_names) == static_cast<size_t>(Fn::count));
 
-amxm_shared_object_t* g_so = nullptr;
+host::Module g_module(MXL_MODULE_PATH);
 unsigned g_lines = 0;
 unsigned g_errors = 0;
 std::set<std::string> g_records;
@@ -149,8 +147,9 @@ void init() {
     noloTraceSetLevel(TRACE_LEVEL_DEBUG);
     noloTraceSetSink(count_line, nullptr);
     host::use_virtual_clock(true);
-    if(amxm_so_open(&g_so, so_name, MXL_MODULE_PATH) != 0) {
-        finding("cannot load %s", MXL_MODULE_PATH);
+    std::string err;
+    if(!g_module.open(&err)) {
+        finding("%s", err.c_str());
     }
 }
 
@@ -161,10 +160,6 @@ bool timers_idle() {
 
 int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes) {
     const char* name = fn_name(fn);
-    amxm_callback_t cb = amxhost_get_callback(so_name, "moca-ctrl", name);
-    if(cb == nullptr) {
-        finding("%s is not registered", name);
-    }
     amxc_var_t before;
     amxc_var_init(&before);
     if(ret != nullptr) {
@@ -172,7 +167,11 @@ int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes) {
     }
     g_lines = 0;
     g_errors = 0;
-    int rc = cb(name, args, ret);
+    int rc = 0;
+    std::string err;
+    if(!g_module.call(name, args, ret, &rc, &err)) {
+        finding("%s", err.c_str());
+    }
     clnksim::clear_calls();
     if(clnksim::open_handles() != 0) {
         finding("%s left %d chip handles open", name, clnksim::open_handles());

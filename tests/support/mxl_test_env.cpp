@@ -1,23 +1,19 @@
 #include "mxl_test_env.h"
 
-#include <amxhost/amxhost.h>
-#include <amxm/amxm.h>
-#include <amxp/amxp_timer.h>
+#include <memory>
+
 #include <nolotrace.h>
 #include "eventloop.h"
+#include "module.h"
 #include "varjson.h"
 
 namespace mxltest {
 
 namespace {
 
-constexpr const char* SO_NAME = "mxl";
-std::vector<LogLine> g_log;
-amxm_shared_object_t* g_so = nullptr;
-
-void capture(int level, const char* zone, const char* line, void*) {
-    g_log.push_back(host::parse_trace_line(level, zone, line));
-}
+// The module as moca-host loads it, and every trace line up to debug.
+std::unique_ptr<host::TraceCapture> g_trace;
+std::unique_ptr<host::Module> g_module;
 
 } // namespace
 
@@ -71,40 +67,36 @@ const ojson& Outcome::value(const std::string& key) const {
 }
 
 bool load_module() {
-    noloTraceSetLevel(TRACE_LEVEL_DEBUG);
-    noloTraceSetSink(capture, nullptr);
-    return amxm_so_open(&g_so, SO_NAME, MXL_MODULE_PATH) == 0;
+    g_trace.reset(); // one capture at a time
+    g_trace = std::make_unique<host::TraceCapture>(TRACE_LEVEL_DEBUG);
+    g_module = std::make_unique<host::Module>(MXL_MODULE_PATH);
+    std::string err;
+    return g_module->open(&err);
 }
 
 void unload_module() {
-    if(g_so != nullptr) {
-        amxm_so_close(&g_so);
-    }
+    g_module.reset();
     host::loop_pass();
 }
 
 Outcome call(const std::string& function, const ojson& args, bool with_ret, bool null_args) {
-    amxm_callback_t cb = amxhost_get_callback(SO_NAME, "moca-ctrl", function.c_str());
     Outcome out;
-    if(cb == nullptr) {
-        ADD_FAILURE() << "no registered function " << function;
-        return out;
-    }
     amxc_var_t args_var;
     amxc_var_t ret_var;
     amxc_var_init(&args_var);
     amxc_var_init(&ret_var);
+    std::string err;
     if(!null_args) {
-        std::string err;
         EXPECT_TRUE(host::json_to_variant(args, &args_var, &err)) << err;
     }
-    g_log.clear();
+    g_trace->clear();
     clnksim::clear_calls();
-    out.rc = cb(function.c_str(), null_args ? nullptr : &args_var, with_ret ? &ret_var : nullptr);
+    if(!g_module->call(function, null_args ? nullptr : &args_var, with_ret ? &ret_var : nullptr, &out.rc, &err)) {
+        ADD_FAILURE() << err;
+    }
     host::loop_pass();
     out.ret = with_ret ? host::variant_to_typed_json(&ret_var) : ojson(nullptr);
-    out.log = std::move(g_log);
-    g_log.clear();
+    out.log = g_trace->take();
     out.chip = clnksim::take_calls();
     out.handles = clnksim::open_handles();
     amxc_var_clean(&args_var);
@@ -113,15 +105,13 @@ Outcome call(const std::string& function, const ojson& args, bool with_ret, bool
 }
 
 std::vector<LogLine> advance(uint64_t ms) {
-    g_log.clear();
+    g_trace->clear();
     host::advance_virtual_clock(ms);
     return take_log();
 }
 
 std::vector<LogLine> take_log() {
-    std::vector<LogLine> out = std::move(g_log);
-    g_log.clear();
-    return out;
+    return g_trace->take();
 }
 
 void sim(const ojson& scenario) {
