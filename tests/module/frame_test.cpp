@@ -18,7 +18,8 @@ constexpr int FAIL_RC = -7;
 int g_fail_timer_at = 0;
 int g_timer_calls = 0;
 int g_live_timers = 0;                             // created and not deleted
-[[maybe_unused]] bool g_fail_record_alloc = false; // the allocation interposer is left out under ASan
+[[maybe_unused]] bool g_fail_record_alloc = false; // the allocation interposers are left out under ASan
+int g_live_records = 0;                            // records allocated and not freed
 
 const ojson MOCA0 = ojson::parse(R"({
   "interfaces": {
@@ -67,6 +68,7 @@ protected:
         g_fail_timer_at = 0;
         g_timer_calls = 0;
         g_live_timers = 0;
+        g_live_records = 0;
         ModuleTest::SetUp();
         sim(MOCA0);
     }
@@ -106,13 +108,30 @@ extern "C" void amxp_timer_delete(amxp_timer_t** timer) {
 
 #ifndef __SANITIZE_ADDRESS__ // the sanitizer's allocator must see every block
 // A record that cannot be allocated: the module's calloc of one fails once.
+// Records alive: the blocks of a record's size, until they are freed.
 extern "C" void* __libc_calloc(size_t, size_t);
+extern "C" void __libc_free(void*);
+void* g_records[8];
 extern "C" void* calloc(size_t n, size_t size) noexcept {
-    if(g_fail_record_alloc && n * size == sizeof(mxl_moca_iface_t)) {
-        g_fail_record_alloc = false;
-        return nullptr;
+    if(n * size != sizeof(mxl_moca_iface_t)) {
+        return __libc_calloc(n, size);
     }
-    return __libc_calloc(n, size);
+    void* block = g_fail_record_alloc ? nullptr : __libc_calloc(n, size);
+    g_fail_record_alloc = false;
+    void** slot = std::find(std::begin(g_records), std::end(g_records), nullptr);
+    if(block != nullptr && slot != std::end(g_records)) {
+        *slot = block;
+        g_live_records++;
+    }
+    return block;
+}
+extern "C" void free(void* block) noexcept {
+    void** slot = block == nullptr ? std::end(g_records) : std::find(std::begin(g_records), std::end(g_records), block);
+    if(slot != std::end(g_records)) {
+        *slot = nullptr;
+        g_live_records--;
+    }
+    __libc_free(block);
 }
 
 TEST_F(FrameTest, RecordThatCannotBeAllocatedIsRefused) {
@@ -259,7 +278,8 @@ TEST_F(FrameTest, FailedTimerRollsTheRecordBack) {
         Outcome out = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
         g_fail_timer_at = 0;
         EXPECT_EQ(out.rc, FAIL_RC);
-        EXPECT_EQ(g_live_timers, 0); // the timers made before the failure are gone
+        EXPECT_EQ(g_live_timers, 0); // the timers made before the failure are gone, and the record
+        EXPECT_EQ(g_live_records, 0);
         EXPECT_EQ(out.errors(), std::vector<std::string>{std::string("Failed to allocate ") + timers[at - 1] + ": " +
                                                          std::to_string(FAIL_RC)});
         // nothing is left behind: the name can be created afresh
@@ -281,6 +301,9 @@ TEST_F(FrameTest, DestroyRemovesOnlyThatRecord) {
     EXPECT_EQ(call("destroy-moca-iface", ojson{{"InternalName", "moca0"}}).rc, -1);
     EXPECT_EQ(call("create-moca-iface", ojson{{"InternalName", "moca1"}}).messages(TRACE_LEVEL_NOTICE),
               std::vector<std::string>{"The mxl moca interface 'moca1' already exists"});
+#ifndef __SANITIZE_ADDRESS__
+    EXPECT_EQ(g_live_records, 1);
+#endif
 }
 
 TEST_F(FrameTest, LookupIsExact) {
@@ -301,6 +324,7 @@ TEST_F(FrameTest, UnloadWithRecordsFreesEverything) {
     EXPECT_EQ(log[1].msg, "deallocating mxl moca info for moca0");
     EXPECT_EQ(log[2].msg, "deallocating mxl moca info for moca1");
     EXPECT_TRUE(advance(20000).empty()); // no timer of a freed record fires
+    EXPECT_EQ(g_live_records, 0);
     ASSERT_TRUE(load_module());
     EXPECT_EQ(take_log().at(0).msg, "Module loaded");
     EXPECT_EQ(call("destroy-moca-iface", ojson{{"InternalName", "moca0"}}).rc, -1);

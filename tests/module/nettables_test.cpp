@@ -473,6 +473,9 @@ TEST_F(NetTablesTest, EachTableIsReadOncePerWalkAndRefreshedAfterExpiry) {
         EXPECT_EQ(opens, 1u) << function;
     }
     EXPECT_EQ(fmr, 3u); // active nodes 0, 1 and 3; node 5 only sleeps
+    EXPECT_TRUE(logged(call("retrieve-node-info", args(4)).log, "get node id 3 data for moca0"));
+    EXPECT_TRUE(
+        logged(call("retrieve-bridge-info", args(4)).log, "get bridge for node id 3 data for moca0, timer state=2"));
     patch({{"interfaces", {{"moca0", {{"nodes", {{"1", {{"txProfiles", {{"13", {{"txPhyrate", 777}}}}}}}}}}}}}});
     EXPECT_EQ(call("retrieve-node-info", args(2)).value("PHYTxRate"), 201);
     advance(9999);
