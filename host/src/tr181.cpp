@@ -11,7 +11,7 @@ namespace host::tr181 {
 
 namespace {
 
-const std::string root = "Device.MoCA.Interface.";
+const std::string root = "Device.MoCA.Interface.{i}.";
 
 bool has_range(const Row& r) {
     return r.min <= r.max;
@@ -67,10 +67,11 @@ std::optional<json> copy(const Row& r, const json& v, std::string* why) {
 }
 
 std::optional<json> scale(const Row& r, const json& v, std::string* why) {
-    if(!v.is_number_unsigned()) {
+    auto signed_n = integer(v);
+    if(!signed_n || *signed_n < 0) {
         return fail(why, "not an unsigned number");
     }
-    const uint64_t n = v.get<uint64_t>();
+    const auto n = static_cast<uint64_t>(*signed_n);
     if(n > static_cast<uint64_t>(r.max) / r.factor) {
         return fail(why, "times " + std::to_string(r.factor) + " exceeds " + std::to_string(r.max));
     }
@@ -152,7 +153,7 @@ std::string path_of(const Row& r, uint32_t id) {
     if(size_t at = param.find("{i}"); at != std::string::npos) {
         param.replace(at, 3, std::to_string(id));
     }
-    return root + "1." + param;
+    return "Device.MoCA.Interface.1." + param;
 }
 
 // Whether a table entry holds something a manager publishes.
@@ -189,10 +190,11 @@ std::string rule(const Row& r) {
             }
             return "as given, " + range_text(r);
         case Conv::text: return "as given, at most " + std::to_string(r.max) + " characters";
-        case Conv::scale: return "times " + std::to_string(r.factor) + ", at most " + std::to_string(r.max);
+        case Conv::scale:
+            return std::string(r.given_unit) + " to " + r.unit + ": times " + std::to_string(r.factor) + ", at most " +
+                   std::to_string(r.max);
         case Conv::negate: return "magnitude below 0 dBm, published negative";
-        case Conv::hex:
-            return "hexadecimal number, zero-padded to hexBinary of " + std::to_string(r.bytes) + " bytes";
+        case Conv::hex: return "hexadecimal number, zero-padded to hexBinary of " + std::to_string(r.bytes) + " bytes";
         case Conv::code_name: return "hexadecimal code to name: " + names_text(r, true);
         case Conv::name: return "one of " + names_text(r, false);
         case Conv::list: return "comma-separated numbers, each " + range_text(r);
@@ -222,7 +224,11 @@ std::vector<Published> view(const DumpRun& run, std::FILE* warnings) {
     std::vector<Published> out;
     const std::vector<uint64_t> nodes = run.network_nodes();
     for(const DumpCall& c : run.calls) {
-        if(!c.ok() || !published(c, nodes)) {
+        if(!c.ok()) {
+            std::fprintf(warnings, "moca-host: nothing published from %s: rc %d\n", call_label(c).c_str(), c.rc());
+            continue;
+        }
+        if(!published(c, nodes)) {
             continue;
         }
         for(const Row& r : rows()) {
@@ -236,8 +242,7 @@ std::vector<Published> view(const DumpRun& run, std::FILE* warnings) {
                 out.push_back({path, std::move(*value)});
             } else {
                 std::fprintf(warnings, "moca-host: left out %s: %s %s=%s: %s (rule: %s)\n", path.c_str(),
-                             call_label(c).c_str(), r.key, to_line((*typed)[1]).c_str(), why.c_str(),
-                             rule(r).c_str());
+                             call_label(c).c_str(), r.key, to_line((*typed)[1]).c_str(), why.c_str(), rule(r).c_str());
             }
         }
     }
@@ -297,13 +302,13 @@ std::string mapping_doc(const json& parameters) {
     std::map<std::string, std::string> missing; // object -> its parameters
     size_t count = 0;
     for(const auto& item : parameters.items()) {
-        std::string param = item.key().substr(std::min(item.key().size(), (root + "{i}.").size()));
+        const std::string param = item.key().substr(std::min(item.key().size(), root.size()));
         if(supplied.count(param) != 0) {
             continue;
         }
         ++count;
         size_t dot = param.rfind('.');
-        std::string object = dot == std::string::npos ? "" : param.substr(0, dot + 1);
+        std::string object = root + (dot == std::string::npos ? "" : param.substr(0, dot + 1));
         std::string& names = missing[object];
         names += (names.empty() ? "" : ", ") + param.substr(dot == std::string::npos ? 0 : dot + 1);
     }

@@ -42,9 +42,10 @@ struct Row {
     // Bounds of the published number (of a text: of its length); none when min > max.
     int64_t min = 1;
     int64_t max = 0;
-    uint64_t factor = 1;               // scale
+    uint64_t factor = 1;               // scale: the published value is the given one times factor
     uint32_t bytes = 0;                // hex: width of the hexBinary value
     std::span<const EnumName> names{}; // code_name, name
+    const char* given_unit = "";       // scale: the unit of the value the module gives
 };
 
 std::span<const Row> rows();

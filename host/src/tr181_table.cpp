@@ -12,7 +12,7 @@ constexpr int64_t u32_max = 4294967295;
 constexpr int64_t phy_rate_max = 2048; // Mbps: the data model's MocaPhyRate
 constexpr int64_t node_id_max = 15;
 
-constexpr EnumName if_status[] = {{0, "Up"},      {1, "Down"},           {2, "Unknown"}, {3, "Dormant"},
+constexpr EnumName if_status[] = {{0, "Up"},         {1, "Down"},           {2, "Unknown"}, {3, "Dormant"},
                                   {4, "NotPresent"}, {5, "LowerLayerDown"}, {6, "Error"}};
 constexpr EnumName power_states[] = {{0, "m0Active"}, {1, "m1LowPowerIdle"}, {2, "m2Standby"}, {3, "m3Sleep"}};
 constexpr EnumName row_status[] = {{1, "active"},      {2, "notInService"},  {3, "notReady"},
@@ -52,11 +52,12 @@ Row text(const char* function, const char* key, const char* param, int64_t max_l
     return {function, key, param, Conv::text, "", 0, max_length};
 }
 Row plain(const char* function, const char* key, const char* param, const char* unit = "", int64_t min = 1,
-           int64_t max = 0) {
+          int64_t max = 0) {
     return {function, key, param, Conv::copy, unit, min, max};
 }
-Row scaled(const char* function, const char* key, const char* param, const char* unit, uint64_t factor) {
-    return {function, key, param, Conv::scale, unit, 0, u32_max, factor};
+Row scaled(const char* function, const char* key, const char* param, const char* given_unit, const char* unit,
+           uint64_t factor) {
+    return {function, key, param, Conv::scale, unit, 0, u32_max, factor, 0, {}, given_unit};
 }
 Row hex(const char* function, const char* key, const char* param, uint32_t bytes) {
     return {function, key, param, Conv::hex, "", 1, 0, 1, bytes};
@@ -107,8 +108,8 @@ const Row table[] = {
     hex("retrieve-dyn-info", "PasswordHash", "PasswordHash", 2),
     named("retrieve-dyn-info", "PowerStateCap", "PowerStateCap", power_states),
     other("retrieve-dyn-info", "LinkUpTime", "", Conv::extension, "seconds"),
-    scaled("retrieve-dyn-info", "MaxIngressBW", "MaxIngressBW", "Kbps", 1000),
-    scaled("retrieve-dyn-info", "MaxEgressBW", "MaxEgressBW", "Kbps", 1000),
+    scaled("retrieve-dyn-info", "MaxIngressBW", "MaxIngressBW", "Mbps", "Kbps", 1000),
+    scaled("retrieve-dyn-info", "MaxEgressBW", "MaxEgressBW", "Mbps", "Kbps", 1000),
     text("retrieve-dyn-info", "CurrentVersion", "CurrentVersion", 64),
     node_id("retrieve-dyn-info", "NetworkCoordinator", "NetworkCoordinator"),
     node_id("retrieve-dyn-info", "NodeID", "NodeID"),
@@ -116,8 +117,8 @@ const Row table[] = {
     plain("retrieve-dyn-info", "NumNodes", "NumNodes", "", 0, 16),
     plain("retrieve-dyn-info", "PrivacyEnabled", "PrivacyEnabled"),
     hex("retrieve-dyn-info", "FreqCurrentMask", "FreqCurrentMask", 8),
-    scaled("retrieve-dyn-info", "CurrentOperFreq", "CurrentOperFreq", "Hz", 1000000),
-    scaled("retrieve-dyn-info", "LastOperFreq", "LastOperFreq", "Hz", 1000000),
+    scaled("retrieve-dyn-info", "CurrentOperFreq", "CurrentOperFreq", "MHz", "Hz", 1000000),
+    scaled("retrieve-dyn-info", "LastOperFreq", "LastOperFreq", "MHz", "Hz", 1000000),
     phy_rate("retrieve-dyn-info", "TxBcastRate", "TxBcastRate"),
     plain("retrieve-dyn-info", "ResetCount", "ResetCount"),
     plain("retrieve-dyn-info", "LinkDownCount", "LinkDownCount"),
