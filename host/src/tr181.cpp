@@ -281,7 +281,9 @@ std::string mapping_doc(const json& parameters) {
         "network, listed flows, nodes with bridged addresses, every RLAPM and SAPM entry. A value that\n"
         "cannot be converted (no name for an enumeration code, out of the parameter's range, not\n"
         "hexadecimal) is left out, with one warning line on standard error naming the key, the value and\n"
-        "the rule. `KeyPassphrase` is secured: it is always published as the empty string.\n\n"
+        "the rule. `KeyPassphrase` is secured: it is always published as the empty string.\n"
+        "`is-present` and `is-available` answer a boolean and `create-moca-iface`, `destroy-moca-iface`\n"
+        "and `set-cfg-info` report nothing: they have no row.\n\n"
         "## Mapping\n\n"
         "Parameters relative to `Device.MoCA.Interface.{i}.`; the unit is the published value's.\n\n"
         "| Function | Result key | Parameter | Unit | Conversion |\n|---|---|---|---|---|\n";
