@@ -109,6 +109,8 @@ Scan scan(const std::vector<std::string>& args) {
             sc.json_flag = true;
         } else if(name == "--show-secrets" && !has_inline) {
             opt.show_secrets = true;
+        } else if(name == "--tr181" && !has_inline) {
+            opt.tr181 = true;
         } else if(name == "--write" && !has_inline) {
             sc.write_flag = true;
         } else if(name == "--module") {
@@ -238,6 +240,10 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
         *err = "--show-secrets goes with dump, health and report";
         return std::nullopt;
     }
+    if(opt.tr181 && opt.command != Command::dump) {
+        *err = "--tr181 goes with dump only";
+        return std::nullopt;
+    }
     if(sc.write_flag && opt.command != Command::check) {
         *err = "--write goes with check only";
         return std::nullopt;
@@ -249,7 +255,7 @@ std::optional<Options> parse_command_line(const std::vector<std::string>& args, 
 
 const char* usage_text() {
     return "usage: moca-host [OPTIONS] call FUNCTION [KEY=VALUE ...]\n"
-           "       moca-host [OPTIONS] dump IFNAME\n"
+           "       moca-host [OPTIONS] dump IFNAME [--tr181]\n"
            "       moca-host [OPTIONS] script [FILE]\n"
            "       moca-host [OPTIONS] health IFNAME\n"
            "       moca-host [OPTIONS] report IFNAME [-o FILE.html]\n"
@@ -275,6 +281,10 @@ const char* usage_text() {
            "        and chip calls. --json: every call as its script line (call, args)\n"
            "        with the script's result (rc, ret, log, chip, handles).\n"
            "        The exit status is 0 exactly when every call returned 0.\n"
+           "        --tr181: the interface as a MoCA manager publishes it, as TR-181\n"
+           "        Device.MoCA.Interface.1. paths and values (docs/tr181.md); a value that\n"
+           "        cannot be converted is left out with a warning on standard error.\n"
+           "        With --json: one flat JSON object of path to value.\n"
            "  health IFNAME\n"
            "        reads the interface as dump does and judges it: weak, missing and\n"
            "        lopsided links, nodes holding the network to an old MoCA version,\n"
@@ -312,6 +322,7 @@ const char* usage_text() {
            "  -o, --output FILE  report: write the page to FILE\n"
            "  --json             call, dump, health, check: print JSON instead of text\n"
            "  --write            check: also write each setting's current value\n"
+           "  --tr181            dump: TR-181 paths and values, as a manager publishes them\n"
            "  --trace LEVEL      call, dump, health, report: trace lines up to LEVEL go to\n"
            "                     standard error\n"
            "                     (call: default 200, errors and warnings; the others:\n"

@@ -21,6 +21,7 @@ struct Options {
     bool create = false;
     bool json_output = false;
     bool show_secrets = false;       // dump, health, report: print the pass phrase as it is
+    bool tr181 = false;              // dump: the parameters a manager publishes, in TR-181 form
     int trace_level = -1;            // -1: keep the default (errors and warnings)
     std::string function;            // call
     json call_args = json::object(); // call: KEY=VALUE pairs in script argument form

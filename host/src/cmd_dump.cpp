@@ -11,6 +11,7 @@
 #include "chip.h"
 #include "dump.h"
 #include "session.h"
+#include "tr181.h"
 
 namespace host {
 
@@ -207,7 +208,9 @@ int run_dump(const Options& opt) {
     if(!read_interface(opt, &run)) {
         return 1;
     }
-    if(opt.json_output) {
+    if(opt.tr181) {
+        tr181::print_view(run, opt.json_output, stdout, stderr);
+    } else if(opt.json_output) {
         print_dump_json(run, stdout);
     } else {
         print_dump_text(run, stdout);

@@ -52,6 +52,9 @@ struct DumpRun {
     // "M1", "M2", "M3" for a sleeping node, "" otherwise.
     std::string sleep_state(uint64_t node) const;
 
+    // The node ids in the network: this node and the active associated nodes.
+    std::vector<uint64_t> network_nodes() const;
+
     const DumpCall* find(const std::string& function, uint32_t id = 0) const;
     std::vector<const DumpCall*> all(const std::string& function) const;
     size_t failures() const;

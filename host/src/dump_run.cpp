@@ -1,5 +1,6 @@
 // The record of a walk: its calls and what they answered, and the counts over them.
 #include <algorithm>
+#include <set>
 
 #include "dump.h"
 
@@ -64,6 +65,20 @@ std::string DumpRun::sleep_state(uint64_t node) const {
         }
     }
     return "";
+}
+
+std::vector<uint64_t> DumpRun::network_nodes() const {
+    std::set<uint64_t> ids;
+    const DumpCall* dyn = find("retrieve-dyn-info");
+    if(dyn != nullptr && dyn->ok() && dyn->text("Status") == "Up") {
+        ids.insert(dyn->number("NodeID"));
+    }
+    for(const DumpCall* n : all("retrieve-node-info")) {
+        if(n->ok() && n->flag("Active")) {
+            ids.insert(n->id - 1);
+        }
+    }
+    return {ids.begin(), ids.end()};
 }
 
 size_t DumpRun::failures() const {

@@ -518,23 +518,8 @@ std::string asleep_list(const DumpRun& run, const std::vector<uint64_t>& ids) {
     return list;
 }
 
-// The node ids in the network: this node and the active associated nodes.
-std::vector<uint64_t> network_nodes(const DumpRun& run) {
-    std::set<uint64_t> ids;
-    const DumpCall* dyn = run.find("retrieve-dyn-info");
-    if(dyn != nullptr && dyn->ok() && dyn->text("Status") == "Up") {
-        ids.insert(dyn->number("NodeID"));
-    }
-    for(const DumpCall* n : run.all("retrieve-node-info")) {
-        if(n->ok() && n->flag("Active")) {
-            ids.insert(n->id - 1);
-        }
-    }
-    return {ids.begin(), ids.end()};
-}
-
 void print_mesh(const DumpRun& run, const std::string& base, std::FILE* out) {
-    std::vector<uint64_t> ids = network_nodes(run);
+    std::vector<uint64_t> ids = run.network_nodes();
     const std::string asleep = asleep_list(run, ids);
     Section s(out, run, base + ".Mesh", {"retrieve-mesh-info"},
               "TxRateNper in Mbps between the nodes in the network: row transmits, column receives" +
