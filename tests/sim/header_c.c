@@ -1,0 +1,28 @@
+/* The chip library header compiled as plain C11: record sizes, and every
+ * operation called with NULL arguments. */
+#include <stddef.h>
+
+#include "clnkapi.h"
+
+/* A weighted sum of record sizes, for the C++ side to compare. */
+size_t c_record_sizes(void) {
+    return sizeof(ClnkLib_Handle_t) + 2 * sizeof(ClnkLib_LocalInfo_t) + 3 * sizeof(ClnkLib_DataStats_t) +
+           4 * sizeof(ClnkLib_ClnkCfgV2_t) + 5 * sizeof(ClnkLib_FmrInfo_t) + 6 * sizeof(ClnkLib_FlowQueryRsp_t) +
+           7 * sizeof(ClnkLib_NetInfo_t) + 8 * sizeof(ClnkLib_RlapmStaticCfgV2_t) +
+           9 * sizeof(ClnkLib_SapmStaticCfgV2_t);
+}
+
+/* 21 when every operation refuses. */
+int c_refusals_of_null_calls(void) {
+    ClnkLib_Close(NULL);
+    return (ClnkLib_OpenByName(NULL, NULL) < 0) + (ClnkLib_ListNames(NULL, 4) < 0) +
+           (ClnkLib_GetLocalInfo(NULL, NULL) < 0) + (ClnkLib_GetNetInfo(NULL, 0, NULL) < 0) +
+           (ClnkLib_GetPhyTxProfile(NULL, 0, 0xd, 0, NULL) < 0) + (ClnkLib_GetPhyRxProfile(NULL, 0, 0xd, 0, NULL) < 0) +
+           (ClnkLib_GetEcbStats(NULL, 0, NULL) < 0) + (ClnkLib_GetClnkCfgV2(NULL, 0, NULL) < 0) +
+           (ClnkLib_GetClnkCfgV2Params(NULL, NULL, NULL) < 0) + (ClnkLib_SetClnkCfgV2Params(NULL, NULL, NULL) < 0) +
+           (ClnkLib_Stop(NULL) < 0) + (ClnkLib_Start(NULL) < 0) + (ClnkLib_GetPhyMisc(NULL, NULL) < 0) +
+           (ClnkLib_GetCdInfo(NULL, 0, NULL) < 0) + (ClnkLib_GetDataStats(NULL, 0, NULL) < 0) +
+           (ClnkLib_GetRlapmCfg(NULL, NULL) < 0) + (ClnkLib_GetSapmCfg(NULL, NULL) < 0) +
+           (ClnkLib_GetFmrInfo(NULL, 1, 2, NULL) < 0) + (ClnkLib_GetBridgeTable(NULL, 0, 0, NULL, NULL) < 0) +
+           (ClnkLib_ListFlows(NULL, NULL, NULL) < 0) + (ClnkLib_QueryFlow(NULL, NULL, NULL) < 0);
+}
