@@ -1,5 +1,5 @@
 // Variants: conversions and their failure answers, construction, lookup,
-// iteration order, copies and the dump.
+// iteration order and copies.
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -37,88 +37,76 @@ std::vector<std::string> keys_of(const amxc_var_t* var) {
     return keys;
 }
 
-TEST(Variant, TextConvertsByTheDocumentedRules) {
-    // clang-format off
-    const struct {
-        const char* text; uint32_t u32; int32_t i32; uint64_t u64; int8_t i8; bool b; double d;
-    } cases[] = {
-        {"12", 12, 12, 12, 12, false, 12},
-        {" 12", 12, 12, 12, 12, false, 12},
-        {"12 ", 0, 0, 0, 0, false, 0},
-        {"abc", 0, 0, 0, 0, false, 0},
-        {" TRUE ", 0, 0, 0, 0, true, 0},
-        {"O n", 0, 0, 0, 0, true, 0},
-        {"no", 0, 0, 0, 0, false, 0},
-        {"1", 1, 1, 1, 1, true, 1},
-        {"0x10", 16, 16, 16, 16, false, 16},
-        {"010", 8, 8, 8, 8, false, 10},
-        {"+5", 5, 5, 5, 5, false, 5},
-        {"-7", 7, -7, 7, -7, false, -7},
-        {"-129", 129, -129, 129, 0, false, -129},
-        {"2147483648", 2147483648u, 0, 2147483648u, 0, false, 2147483648.0},
-        {"4294967296", 0, 0, 4294967296u, 0, false, 4294967296.0},
-        {"1.5", 0, 0, 0, 0, false, 1.5},
-    };
-    // clang-format on
-    for(const auto& c : cases) {
-        for(amxc_var_type_id_t type : {AMXC_VAR_ID_CSTRING, AMXC_VAR_ID_CSV_STRING, AMXC_VAR_ID_SSV_STRING}) {
-            SCOPED_TRACE(std::string("text \"") + c.text + "\" type " + std::to_string(type));
-            Var v;
-            ASSERT_EQ(type == AMXC_VAR_ID_CSTRING      ? amxc_var_set(cstring_t, v, c.text)
-                      : type == AMXC_VAR_ID_CSV_STRING ? amxc_var_set(csv_string_t, v, c.text)
-                                                       : amxc_var_set(ssv_string_t, v, c.text),
-                      0);
-            EXPECT_EQ(amxc_var_dyncast(uint32_t, v), c.u32);
-            EXPECT_EQ(amxc_var_dyncast(int32_t, v), c.i32);
-            EXPECT_EQ(amxc_var_dyncast(uint64_t, v), c.u64);
-            EXPECT_EQ(amxc_var_dyncast(int8_t, v), c.i8);
-            EXPECT_EQ(amxc_var_dyncast(bool, v), c.b);
-            EXPECT_DOUBLE_EQ(amxc_var_dyncast(double, v), c.d);
-            EXPECT_STREQ(amxc_var_constcast(cstring_t, v), c.text);
-        }
-    }
+void set_text(amxc_var_t* v, const char* text, int kind) {
+    ASSERT_EQ(kind == 0   ? amxc_var_set(cstring_t, v, text)
+              : kind == 1 ? amxc_var_set(csv_string_t, v, text)
+                          : amxc_var_set(ssv_string_t, v, text),
+              0);
 }
 
-TEST(Variant, NonTextSourcesConvertWithRangeChecks) {
+TEST(Variant, ConversionsFollowTheDocumentedRules) {
     Var list(AMXC_VAR_ID_LIST);
     amxc_var_add(cstring_t, list, "a");
     amxc_var_add(int32_t, list, 3);
     Var table(AMXC_VAR_ID_HTABLE);
     amxc_var_add_key(uint32_t, table, "b", 1);
     amxc_var_add_key(cstring_t, table, "a", "x");
+    // A text source is tried as each of the three string types; its text converts to itself.
     // clang-format off
     const struct {
-        const char* name; void (*fill)(amxc_var_t*); const amxc_var_t* source;
-        uint32_t u32; int32_t i32; uint64_t u64; uint8_t u8; bool b; const char* text;
+        const char* text; void (*fill)(amxc_var_t*); const amxc_var_t* source;
+        uint32_t u32; int32_t i32; uint64_t u64; int8_t i8; bool b; double d; const char* as_text;
     } cases[] = {
-        {"null", [](amxc_var_t*) {}, nullptr, 0, 0, 0, 0, false, nullptr},
-        {"int32 -5", [](amxc_var_t* v) { amxc_var_set(int32_t, v, -5); }, nullptr, 5, -5, 5, 5, true, "-5"},
-        {"int64 -2^40", [](amxc_var_t* v) { amxc_var_set(int64_t, v, -(int64_t{1} << 40)); }, nullptr, 0, 0, uint64_t{1} << 40, 0, true, "-1099511627776"},
-        {"uint32 3e9", [](amxc_var_t* v) { amxc_var_set(uint32_t, v, 3000000000u); }, nullptr, 3000000000u, 0, 3000000000u, 0, true, "3000000000"},
-        {"uint64 2^33", [](amxc_var_t* v) { amxc_var_set(uint64_t, v, uint64_t{1} << 33); }, nullptr, 0, 0, uint64_t{1} << 33, 0, true, "8589934592"},
-        {"uint16 300", [](amxc_var_t* v) { amxc_var_set(uint16_t, v, 300); }, nullptr, 300, 300, 300, 0, true, "300"},
-        {"double -2.7", [](amxc_var_t* v) { amxc_var_set(double, v, -2.7); }, nullptr, 2, -2, 2, 2, true, "-2.700000"},
-        {"bool true", [](amxc_var_t* v) { amxc_var_set(bool, v, true); }, nullptr, 1, 1, 1, 1, true, "true"},
-        {"bool false", [](amxc_var_t* v) { amxc_var_set(bool, v, false); }, nullptr, 0, 0, 0, 0, false, "false"},
-        {"empty list", [](amxc_var_t* v) { amxc_var_set_type(v, AMXC_VAR_ID_LIST); }, nullptr, 0, 0, 0, 0, false, ""},
-        {"list", nullptr, list, 2, 2, 2, 2, true, "a,3"},
-        {"htable", nullptr, table, 2, 2, 2, 2, true, "b:1,a:x"},
+        {"12", nullptr, nullptr, 12, 12, 12, 12, false, 12, nullptr},
+        {" 12", nullptr, nullptr, 12, 12, 12, 12, false, 12, nullptr},
+        {"12 ", nullptr, nullptr, 0, 0, 0, 0, false, 0, nullptr},
+        {"abc", nullptr, nullptr, 0, 0, 0, 0, false, 0, nullptr},
+        {" TRUE ", nullptr, nullptr, 0, 0, 0, 0, true, 0, nullptr},
+        {"O n", nullptr, nullptr, 0, 0, 0, 0, true, 0, nullptr},
+        {"no", nullptr, nullptr, 0, 0, 0, 0, false, 0, nullptr},
+        {"1", nullptr, nullptr, 1, 1, 1, 1, true, 1, nullptr},
+        {"0x10", nullptr, nullptr, 16, 16, 16, 16, false, 16, nullptr},
+        {"010", nullptr, nullptr, 8, 8, 8, 8, false, 10, nullptr},
+        {"+5", nullptr, nullptr, 5, 5, 5, 5, false, 5, nullptr},
+        {"-7", nullptr, nullptr, 7, -7, 7, -7, false, -7, nullptr},
+        {"-129", nullptr, nullptr, 129, -129, 129, 0, false, -129, nullptr},
+        {"2147483648", nullptr, nullptr, 2147483648u, 0, 2147483648u, 0, false, 2147483648.0, nullptr},
+        {"4294967296", nullptr, nullptr, 0, 0, 4294967296u, 0, false, 4294967296.0, nullptr},
+        {"1.5", nullptr, nullptr, 0, 0, 0, 0, false, 1.5, nullptr},
+        {nullptr, [](amxc_var_t*) {}, nullptr, 0, 0, 0, 0, false, 0, "<null>"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(int32_t, v, -5); }, nullptr, 5, -5, 5, -5, true, -5, "-5"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(int64_t, v, -(int64_t{1} << 40)); }, nullptr, 0, 0, uint64_t{1} << 40, 0, true, -1099511627776.0, "-1099511627776"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(uint32_t, v, 3000000000u); }, nullptr, 3000000000u, 0, 3000000000u, 0, true, 3e9, "3000000000"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(uint64_t, v, uint64_t{1} << 33); }, nullptr, 0, 0, uint64_t{1} << 33, 0, true, 8589934592.0, "8589934592"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(uint16_t, v, 300); }, nullptr, 300, 300, 300, 0, true, 300, "300"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(double, v, -2.7); }, nullptr, 2, -2, 2, -2, true, -2.7, "-2.700000"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set(bool, v, true); }, nullptr, 1, 1, 1, 1, true, 1, "true"},
+        {nullptr, [](amxc_var_t* v) { amxc_var_set_type(v, AMXC_VAR_ID_LIST); }, nullptr, 0, 0, 0, 0, false, 0, ""},
+        {nullptr, nullptr, list, 2, 2, 2, 2, true, 2, "a,3"},
+        {nullptr, nullptr, table, 2, 2, 2, 2, true, 2, "b:1,a:x"},
     };
     // clang-format on
-    for(const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Var own;
-        if(c.fill != nullptr) {
-            c.fill(own);
+    for(size_t i = 0; i < std::size(cases); i++) {
+        const auto& c = cases[i];
+        for(int kind = 0; kind < (c.text != nullptr ? 3 : 1); kind++) {
+            SCOPED_TRACE("case " + std::to_string(i) + " kind " + std::to_string(kind));
+            Var own;
+            if(c.text != nullptr) {
+                set_text(own, c.text, kind);
+            } else if(c.fill != nullptr) {
+                c.fill(own);
+            }
+            const amxc_var_t* v = c.source != nullptr ? c.source : own.v;
+            EXPECT_EQ(amxc_var_dyncast(uint32_t, v), c.u32);
+            EXPECT_EQ(amxc_var_dyncast(int32_t, v), c.i32);
+            EXPECT_EQ(amxc_var_dyncast(uint64_t, v), c.u64);
+            EXPECT_EQ(amxc_var_dyncast(int8_t, v), c.i8);
+            EXPECT_EQ(amxc_var_dyncast(bool, v), c.b);
+            EXPECT_DOUBLE_EQ(amxc_var_dyncast(double, v), c.d);
+            EXPECT_EQ(take_text(amxc_var_dyncast(cstring_t, v)), c.as_text != nullptr ? c.as_text : c.text);
+            // Constcast never converts.
+            EXPECT_STREQ(amxc_var_constcast(cstring_t, v), c.text);
         }
-        const amxc_var_t* v = c.source != nullptr ? c.source : own.v;
-        EXPECT_EQ(amxc_var_dyncast(uint32_t, v), c.u32);
-        EXPECT_EQ(amxc_var_dyncast(int32_t, v), c.i32);
-        EXPECT_EQ(amxc_var_dyncast(uint64_t, v), c.u64);
-        EXPECT_EQ(amxc_var_dyncast(uint8_t, v), c.u8);
-        EXPECT_EQ(amxc_var_dyncast(bool, v), c.b);
-        EXPECT_EQ(take_text(amxc_var_dyncast(cstring_t, v)), c.text != nullptr ? c.text : "<null>");
-        EXPECT_EQ(amxc_var_constcast(cstring_t, v), nullptr); // constcast never converts
     }
     EXPECT_EQ(amxc_var_dyncast(uint32_t, nullptr), 0u);
     EXPECT_EQ(amxc_var_constcast(int32_t, GET_ARG(table, "b")), 0);
@@ -170,9 +158,7 @@ TEST(Variant, AddersRefuseWithoutChangingAnything) {
         amxc_var_add_key(uint64_t, table, "", 1),
         amxc_var_add_key(cstring_t, table, "name", "second"),
         amxc_var_add_key(cstring_t, table, "text", nullptr),
-        amxc_var_add_key(csv_string_t, table, "csv", nullptr),
         amxc_var_add(int32_t, table, 1),
-        amxc_var_add_new_key(nullptr, "k"),
     };
     for(size_t i = 0; i < std::size(added); i++) {
         EXPECT_EQ(added[i], nullptr) << "adder " << i;
@@ -184,19 +170,16 @@ TEST(Variant, AddersRefuseWithoutChangingAnything) {
 
 TEST(Variant, PathsSetKeyAndTakeKey) {
     Var root(AMXC_VAR_ID_HTABLE);
-    amxc_var_t* nodes = amxc_var_add_key(amxc_llist_t, root, "nodes", nullptr);
-    amxc_var_t* node = amxc_var_add(amxc_htable_t, nodes, nullptr);
+    amxc_var_t* node = amxc_var_add(amxc_htable_t, amxc_var_add_key(amxc_llist_t, root, "nodes", nullptr), nullptr);
     amxc_var_add_key(uint32_t, node, "id", 3);
     amxc_var_add_key(cstring_t, node, "a.b", "dotted");
     amxc_var_add_key(cstring_t, root, "7", "seven");
     amxc_var_add_key(bool, root, "z", true);
-    EXPECT_EQ(amxc_var_get_parent(GETP_ARG(root, "nodes.0")), nodes);
     EXPECT_EQ(GETP_UINT32(root, ".nodes..0.id."), 3u);
     EXPECT_STREQ(GETP_CHAR(root, "nodes.0.'a.b'"), "dotted");
     EXPECT_STREQ(GETP_CHAR(root, "7"), "seven");        // key before index
     EXPECT_EQ(GETP_ARG(root, "1"), GET_ARG(root, "7")); // htable position
     EXPECT_EQ(amxc_var_get_path(root, "1", AMXC_VAR_FLAG_NO_INDEX), nullptr);
-    EXPECT_EQ(GETP_ARG(root, "nodes.1"), nullptr);
     // An existing key is replaced only with UPDATE, and keeps its place.
     Var value;
     amxc_var_set(cstring_t, value, "new");
@@ -270,25 +253,6 @@ TEST(Variant, CastToAnyDetectsTheType) {
     amxc_var_set(cstring_t, bad, "12x");
     EXPECT_NE(amxc_var_cast(bad, AMXC_VAR_ID_UINT32), 0);
     EXPECT_STREQ(amxc_var_constcast(cstring_t, bad), "12x"); // unchanged on failure
-    Var dest;
-    amxc_var_set(uint32_t, dest, 1);
-    EXPECT_NE(amxc_var_convert(dest, bad, AMXC_VAR_ID_INT32), 0);
-    EXPECT_TRUE(amxc_var_is_null(dest));
-}
-
-TEST(Variant, DumpSortsKeysAndQuotesStrings) {
-    Var table(AMXC_VAR_ID_HTABLE);
-    amxc_var_add_key(uint32_t, table, "b", 2);
-    amxc_var_add_key(cstring_t, table, "a", "x");
-    amxc_var_t* list = amxc_var_add_key(amxc_llist_t, table, "c", nullptr);
-    amxc_var_add(bool, list, false);
-    amxc_var_add_new(list);
-    char* text = nullptr;
-    size_t size = 0;
-    FILE* stream = open_memstream(&text, &size);
-    ASSERT_EQ(amxc_var_dump_stream(table, stream), 0);
-    fclose(stream);
-    EXPECT_EQ(take_text(text), "{\n    a = \"x\",\n    b = 2,\n    c = [\n        false,\n        <NULL>\n    ]\n}\n");
 }
 
 } // namespace

@@ -1,16 +1,8 @@
-/* The chip library header compiled as plain C11: record sizes, and every
- * operation called with NULL arguments. */
+/* The chip library header compiled as plain C11, and every operation called
+ * with NULL arguments. */
 #include <stddef.h>
 
 #include "clnkapi.h"
-
-/* A weighted sum of record sizes, for the C++ side to compare. */
-size_t c_record_sizes(void) {
-    return sizeof(ClnkLib_Handle_t) + 2 * sizeof(ClnkLib_LocalInfo_t) + 3 * sizeof(ClnkLib_DataStats_t) +
-           4 * sizeof(ClnkLib_ClnkCfgV2_t) + 5 * sizeof(ClnkLib_FmrInfo_t) + 6 * sizeof(ClnkLib_FlowQueryRsp_t) +
-           7 * sizeof(ClnkLib_NetInfo_t) + 8 * sizeof(ClnkLib_RlapmStaticCfgV2_t) +
-           9 * sizeof(ClnkLib_SapmStaticCfgV2_t);
-}
 
 /* 21 when every operation refuses. */
 int c_refusals_of_null_calls(void) {
