@@ -29,8 +29,7 @@ static void entry_free(amxc_llist_it_t* it) {
     free(amxc_llist_it_get_data(it, entry_t, it));
 }
 
-static void on_timer(amxp_timer_t* timer, void* priv) {
-    (void) timer;
+static void on_timer(UNUSED amxp_timer_t* timer, void* priv) {
     *(int*) priv += 1;
 }
 

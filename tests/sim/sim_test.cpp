@@ -144,21 +144,14 @@ TEST_F(SimTest, StateReloadsToItselfAndSnapshotsPutItBack) {
     ASSERT_TRUE(clnksim::load_file(SIM_EXAMPLES_DIR "/home-network.json", &err)) << err;
     const clnksim::Snapshot saved = clnksim::snapshot();
     const ojson loaded = clnksim::state_ordered();
-    // A pass phrase written with bytes that are no text still shows, and reloads.
-    ClnkLib_Handle_t h = open();
-    ClnkLib_ClnkCfgV2_t cfg{};
-    const char raw[] = {'\xff', 1, 'a', 'b', 'c'};
-    std::memcpy(cfg.mocaPassword[2], raw, sizeof raw);
-    clnk_param_mask_t mask{};
-    SET_PARAM_BIT(&mask, OPT_MOCA_PASSWD_D_HI);
-    ASSERT_EQ(ClnkLib_SetClnkCfgV2Params(&h, &mask, &cfg), CLNK_OK);
-    ClnkLib_Close(&h);
+    // A pass phrase of bytes that are no text still shows, and reloads.
+    patch(R"({"interfaces": {"moca0": {"config": {"mocaPassword": {"2": [255, 1, 97, 98, 99]}}}}})");
     const ojson first = clnksim::state_ordered();
     EXPECT_EQ(first["interfaces"]["moca0"]["config"]["mocaPassword"]["2"], json::parse("[255, 1, 97, 98, 99]"));
     ASSERT_TRUE(clnksim::load_ordered(first, &err)) << err;
     EXPECT_EQ(clnksim::state_ordered(), first);
     // A snapshot puts back the network, but not the armed faults or the open handles.
-    h = open();
+    ClnkLib_Handle_t h = open();
     ASSERT_EQ(ClnkLib_Stop(&h), CLNK_OK);
     arm(R"({"op": "GetLocalInfo", "rc": -5})");
     clnksim::restore(saved);
@@ -170,11 +163,6 @@ TEST_F(SimTest, StateReloadsToItselfAndSnapshotsPutItBack) {
     load(R"({"interfaces": {"moca9": {}}})");
     EXPECT_EQ(clnksim::state(),
               json::parse(R"({"interfaces": {"moca9": {"present": false, "openable": false, "started": false}}})"));
-    // A snapshot outlives later loads, and an empty one changes nothing.
-    clnksim::restore(nullptr);
-    EXPECT_EQ(clnksim::state_ordered()["interfaces"].size(), 1u);
-    clnksim::restore(saved);
-    EXPECT_EQ(clnksim::state_ordered(), loaded);
 }
 
 TEST_F(SimTest, MergePatchChangesAddsRemovesAndKeepsOrder) {
@@ -269,9 +257,6 @@ TEST_F(SimTest, CallsAnswerPackedRecordsAndAreLogged) {
     ClnkLib_FlowListReq_t req{mac("00:11:22:33:44:55"), 32, 32};
     ClnkLib_FlowListRsp_t rsp;
     ClnkLib_ListFlows(&h, &req, &rsp);
-    ClnkLib_MacAddr_t id = mac("01:00:5E:00:00:01");
-    ClnkLib_FlowQueryRsp_t q;
-    ClnkLib_QueryFlow(&h, &id, &q);
     ClnkLib_Close(&h);
     json log = json::array();
     for(const auto& call : clnksim::take_calls()) {
@@ -287,7 +272,6 @@ TEST_F(SimTest, CallsAnswerPackedRecordsAndAreLogged) {
         {"op": "ClnkLib_GetPhyTxProfile", "args": [3, 18], "rc": 0},
         {"op": "ClnkLib_GetClnkCfgV2Params", "args": [0, 0, 0, 0, 1024, 0, 0, 0, 0], "rc": 0},
         {"op": "ClnkLib_ListFlows", "args": ["00:11:22:33:44:55", 32, 32], "rc": 0},
-        {"op": "ClnkLib_QueryFlow", "args": ["01:00:5e:00:00:01"], "rc": 0},
         {"op": "ClnkLib_Close", "args": [], "rc": null}])"));
     EXPECT_TRUE(clnksim::calls().empty());
     // A host that never reads the log: it stays bounded and keeps the latest calls.
@@ -374,7 +358,6 @@ const struct {
     {R"({"skip": 1})", ".op: missing"},
     {R"({"op": "GetNetInfo", "flowCode": 8})", ".flowCode: only ClnkLib_ListFlows and ClnkLib_QueryFlow answer a flow code"},
     {R"({"op": "QueryFlow", "flowUpdateCountDelta": 1})", ".flowUpdateCountDelta: only ClnkLib_ListFlows reports a flowUpdateCount"},
-    {R"({"op": "GetNetInfo", "rc": "minus one"})", R"(.rc: not a number: "minus one")"},
     {R"({"op": "GetNetInfo", "count": 1})", ".count: unknown field"},
     {R"(["GetNetInfo"])", ": expected an object"},
     {R"({"op": "GetLocalInfo", "set": {"nodeId": 1}})", ".set: a failing call fills nothing: set needs rc 0"},
