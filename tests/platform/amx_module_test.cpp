@@ -12,12 +12,10 @@
 
 namespace {
 
-std::string closing_name; // what the test module's destructor reported
-int closing_calls = 0;
+std::string closing_name; // what the test module's destructor reported, if it ran
 
 int on_closing(const char* const, amxc_var_t* args, amxc_var_t*) {
-    closing_name = GET_CHAR(args, nullptr) != nullptr ? GET_CHAR(args, nullptr) : "";
-    closing_calls++;
+    closing_name += amxc_var_constcast(cstring_t, args);
     return 0;
 }
 
@@ -28,18 +26,20 @@ int self_cb(const char* const, amxc_var_t*, amxc_var_t* ret) {
 class ModuleTest : public ::testing::Test {
 protected:
     amxm_module_t* observer = nullptr;
+    amxm_shared_object_t* so = nullptr;
     amxc_var_t args;
     amxc_var_t ret;
 
     void SetUp() override {
         closing_name.clear();
-        closing_calls = 0;
         ASSERT_EQ(amxm_module_register(&observer, nullptr, "observer"), 0);
         ASSERT_EQ(amxm_module_add_function(observer, "closing", on_closing), 0);
         amxc_var_init(&args);
         amxc_var_init(&ret);
+        ASSERT_EQ(amxm_so_open(&so, "tester", AMX_TEST_MODULE), 0) << amxm_so_error();
     }
     void TearDown() override {
+        amxm_so_close(&so);
         amxc_var_clean(&args);
         amxc_var_clean(&ret);
         amxm_module_deregister(&observer);
@@ -47,91 +47,56 @@ protected:
 };
 
 TEST_F(ModuleTest, ConstructorRegistersWithTheObjectBeingOpened) {
-    amxm_shared_object_t* so = nullptr;
-    ASSERT_EQ(amxm_so_open(&so, "tester", AMX_TEST_MODULE), 0) << amxm_so_error();
-    ASSERT_NE(so, nullptr);
     EXPECT_EQ(amxm_so_get_current(), nullptr);
     EXPECT_EQ(amxm_get_so("tester"), so);
-    EXPECT_STREQ(so->file, AMX_TEST_MODULE);
-    EXPECT_NE(amxm_so_get_module(so, "test-mod"), nullptr);
     EXPECT_EQ(amxm_get_module("self", "test-mod"), nullptr);
-    EXPECT_EQ(amxm_so_count_modules(so), 1u);
     char* name = amxm_so_probe(so, 0);
     EXPECT_STREQ(name, "test-mod");
     free(name);
-    EXPECT_EQ(amxm_so_probe(so, 1), nullptr);
 
-    amxc_var_set_type(&args, AMXC_VAR_ID_HTABLE);
-    amxc_var_add_key(uint32_t, &args, "n", 5);
-    EXPECT_EQ(amxm_execute_function("tester", "test-mod", "echo", &args, &ret), 0);
-    EXPECT_EQ(GET_UINT32(&ret, "n"), 5u);
     EXPECT_EQ(amxm_so_execute_function(so, "test-mod", "fail", &args, &ret), 7);
-    EXPECT_TRUE(amxm_has_function("tester", "test-mod", "echo"));
     EXPECT_FALSE(amxm_has_function("tester", "test-mod", "missing"));
-
-    amxc_array_t* names = amxm_module_get_function_names(amxm_so_get_module(so, "test-mod"));
-    ASSERT_NE(names, nullptr);
-    ASSERT_EQ(amxc_array_size(names), 3u);
-    EXPECT_STREQ(static_cast<const char*>(amxc_array_get_data_at(names, 0)), "echo");
-    EXPECT_STREQ(static_cast<const char*>(amxc_array_get_data_at(names, 2)), "nulls");
-    amxc_array_delete(&names, nullptr);
-
-    // The host reaches a callback directly, so NULL arguments get through.
-    amxm_callback_t nulls = amxhost_get_callback("tester", "test-mod", "nulls");
-    ASSERT_NE(nulls, nullptr);
-    EXPECT_EQ(nulls("nulls", nullptr, nullptr), 3);
+    // The host reaches a callback directly; the registry refuses NULL arguments.
     EXPECT_EQ(amxm_execute_function("tester", "test-mod", "nulls", nullptr, &ret), -1);
-    EXPECT_EQ(amxhost_get_callback("tester", "test-mod", "missing"), nullptr);
     EXPECT_EQ(amxhost_get_callback("nobody", "test-mod", "nulls"), nullptr);
 
     amxm_shared_object_t* alias = so;
     ASSERT_EQ(amxm_so_close(&so), 0);
     EXPECT_EQ(so, nullptr);
-    EXPECT_EQ(closing_calls, 1);
-    EXPECT_EQ(closing_name, "tester"); // the destructor saw the object being closed
+    EXPECT_EQ(closing_name, "tester"); // the destructor ran once and saw the object being closed
     EXPECT_EQ(amxm_so_close(&alias), -1);
     EXPECT_EQ(amxm_get_so("tester"), nullptr);
 }
 
-TEST_F(ModuleTest, OpenFailures) {
-    amxm_shared_object_t* so = nullptr;
-    ASSERT_EQ(amxm_so_open(&so, "first", AMX_TEST_MODULE), 0);
-    amxm_shared_object_t* dup = reinterpret_cast<amxm_shared_object_t*>(0x1);
-    EXPECT_EQ(amxm_so_open(&dup, "first", AMX_TEST_MODULE), -1);
-    EXPECT_EQ(dup, nullptr);
-    EXPECT_EQ(amxm_so_error(), nullptr);
-    EXPECT_EQ(amxm_so_open(&dup, "self", AMX_TEST_MODULE), -1);
-
+TEST_F(ModuleTest, ErrorValues) {
     const std::string long_name(AMXM_SHARED_OBJECT_LENGTH + 1, 'x');
+    const char* const refused[] = {"tester", "self", "", nullptr, long_name.c_str()};
+    amxm_shared_object_t* other = reinterpret_cast<amxm_shared_object_t*>(0x1);
+    for(const char* name : refused) {
+        EXPECT_EQ(amxm_so_open(&other, name, AMX_TEST_MODULE), -1) << (name ? name : "NULL");
+        EXPECT_EQ(other, nullptr);
+    }
     EXPECT_EQ(amxm_so_open(nullptr, "x", AMX_TEST_MODULE), -1);
-    EXPECT_EQ(amxm_so_open(&dup, "", AMX_TEST_MODULE), -1);
-    EXPECT_EQ(amxm_so_open(&dup, nullptr, AMX_TEST_MODULE), -1);
-    EXPECT_EQ(amxm_so_open(&dup, long_name.c_str(), AMX_TEST_MODULE), -1);
-    EXPECT_EQ(amxm_so_open(&dup, "x", ""), -1);
-    EXPECT_EQ(amxm_so_open(&dup, "x", "/nonexistent/lib.so"), -1);
+    EXPECT_EQ(amxm_so_error(), nullptr); // no loader message for a refused name
+    EXPECT_EQ(amxm_so_open(&other, "x", "/nonexistent/lib.so"), -1);
     EXPECT_NE(amxm_so_error(), nullptr);
     EXPECT_EQ(amxm_so_error(), nullptr); // reading the message clears it
 
-    EXPECT_EQ(amxm_close_so("first"), 0);
-    EXPECT_EQ(closing_name, "first");
-    EXPECT_EQ(amxm_close_so("first"), -2);
-    EXPECT_EQ(amxm_close_so(""), -2);
+    EXPECT_EQ(amxm_close_so("tester"), 0);
+    EXPECT_EQ(closing_name, "tester");
+    so = nullptr;
+    EXPECT_EQ(amxm_close_so("tester"), -2);
     EXPECT_EQ(amxm_so_close(nullptr), -1);
-}
 
-TEST_F(ModuleTest, ModuleAndFunctionErrorValues) {
     amxm_module_t* dup = reinterpret_cast<amxm_module_t*>(0x1);
     EXPECT_EQ(amxm_module_register(&dup, nullptr, "observer"), -1);
     EXPECT_EQ(dup, nullptr);
-    EXPECT_EQ(amxm_module_register(&dup, nullptr, ""), -1);
     EXPECT_EQ(amxm_get_module(nullptr, "observer"), observer);
-    EXPECT_EQ(amxm_get_module("", "observer"), observer);
 
     const std::string long_func(AMXM_FUNCTION_NAME_LENGTH + 1, 'f');
     const std::string max_func(AMXM_FUNCTION_NAME_LENGTH, 'f');
     EXPECT_EQ(amxm_module_add_function(observer, long_func.c_str(), self_cb), -1);
     EXPECT_EQ(amxm_module_add_function(observer, max_func.c_str(), self_cb), 0);
-    EXPECT_EQ(amxm_module_add_function(observer, "", self_cb), -1);
     EXPECT_EQ(amxm_module_add_function(nullptr, "f", self_cb), -1);
     EXPECT_EQ(amxm_module_add_function(observer, "new-null", nullptr), -1);
 
@@ -141,8 +106,6 @@ TEST_F(ModuleTest, ModuleAndFunctionErrorValues) {
     EXPECT_EQ(amxm_so_execute_function(nullptr, "observer", "f", &args, &ret), -1); // NULL so is not "self" here
     EXPECT_EQ(amxm_module_execute_function(observer, "f", &args, nullptr), -1);
     EXPECT_EQ(amxm_module_execute_function(observer, "unknown", &args, &ret), -1);
-    EXPECT_EQ(amxm_execute_function("nobody", "observer", "f", &args, &ret), -1);
-
     // Re-adding overwrites, even with NULL: the name stays, the call fails.
     EXPECT_EQ(amxm_module_add_function(observer, "f", nullptr), 0);
     EXPECT_TRUE(amxm_module_has_function(observer, "f"));
@@ -153,18 +116,15 @@ TEST_F(ModuleTest, ModuleAndFunctionErrorValues) {
     EXPECT_EQ(amxm_so_remove_function(amxm_get_so(nullptr), "observer", max_func.c_str()), 0);
     EXPECT_EQ(amxm_so_remove_function(amxm_get_so(nullptr), "nobody", "f"), -3);
     EXPECT_FALSE(amxm_so_has_function(nullptr, "observer", "closing"));
-    EXPECT_TRUE(amxm_so_has_function(amxm_get_so(nullptr), "observer", "closing"));
 }
 
 TEST_F(ModuleTest, NoDlcloseKeepsTheObjectLoaded) {
-    amxm_shared_object_t* so = nullptr;
-    ASSERT_EQ(amxm_so_open(&so, "kept", AMX_TEST_MODULE), 0);
     void* handle = so->handle;
     setenv("AMXM_NO_DLCLOSE", "1", 1);
     EXPECT_EQ(amxm_so_close(&so), 0);
     unsetenv("AMXM_NO_DLCLOSE");
-    EXPECT_EQ(closing_calls, 0);
-    EXPECT_EQ(amxm_get_so("kept"), nullptr);
+    EXPECT_EQ(closing_name, "");
+    EXPECT_EQ(amxm_get_so("tester"), nullptr);
     dlclose(handle); // unload it for the tests that follow
 }
 

@@ -17,15 +17,13 @@ static int nulls(UNUSED const char* const function_name, amxc_var_t* args, amxc_
 }
 
 AMXM_CONSTRUCTOR amx_test_module_load(void) {
-    amxm_shared_object_t* so = amxm_so_get_current();
     amxm_module_t* mod = NULL;
-    if(amxm_module_register(&mod, so, "test-mod") != 0) {
-        return -1;
-    }
+    when_failed(amxm_module_register(&mod, amxm_so_get_current(), "test-mod"), exit);
     amxm_module_add_function(mod, "echo", echo);
     amxm_module_add_function(mod, "fail", fail);
     amxm_module_add_function(mod, "nulls", nulls);
-    return 0;
+exit:
+    return mod != NULL ? 0 : -1;
 }
 
 /* Calls "observer"/"closing" of the host, if it has one, with the name of the
