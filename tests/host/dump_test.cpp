@@ -1,19 +1,11 @@
 // "moca-host dump" of the example home network, as a person and as a program read it.
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "host_binary.h"
 
-using json = nlohmann::ordered_json;
-
 namespace {
 
-const std::string example = std::string(MXL_EXAMPLES_DIR) + "/home-network.json";
+const std::string home = example_sim("home-network");
 
 // The table walks: function, number of calls the example gives.
 struct TableWalk {
@@ -24,15 +16,6 @@ const TableWalk table_walks[] = {
     {"retrieve-node-info", 16},   {"retrieve-mesh-info", 256}, {"retrieve-bridge-info", 16},
     {"retrieve-rlapm-info", 252}, {"retrieve-sapm-info", 3},   {"retrieve-flow-info", 16},
 };
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> out;
-    std::istringstream in(text);
-    for(std::string line; std::getline(in, line);) {
-        out.push_back(line);
-    }
-    return out;
-}
 
 // Blank runs folded to one blank, so that a test does not depend on column widths.
 std::string squeezed(const std::string& line) {
@@ -60,19 +43,16 @@ std::vector<const json*> calls_of(const json& doc, const std::string& function) 
 
 class Dump : public MocaHostRun {};
 
-TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResult) {
-    Outcome r = run("--sim '" + example + "' dump moca0 --json");
+TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResultAndEachTableIsReadOnce) {
+    Outcome r = run(home + "dump moca0 --json");
     ASSERT_EQ(r.status, 0) << r.err;
     json doc = json::parse(r.out);
 
     std::vector<std::string> first_seen;
     size_t chip_calls = 0;
     for(const auto& c : doc["calls"]) {
-        std::vector<std::string> keys;
-        for(const auto& [key, value] : c.items()) {
-            keys.push_back(key);
-        }
-        ASSERT_EQ(keys, (std::vector<std::string>{"call", "args", "rc", "ret", "log", "chip", "handles"})) << c.dump();
+        ASSERT_EQ(keys_of(c), (std::vector<std::string>{"call", "args", "rc", "ret", "log", "chip", "handles"}))
+            << c.dump();
         EXPECT_EQ(c["rc"], 0) << c.dump();
         EXPECT_EQ(c["handles"], 0) << c.dump();
         EXPECT_EQ(c["args"]["InternalName"], "moca0");
@@ -102,12 +82,8 @@ TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResult) {
     EXPECT_EQ(calls_of(doc, "retrieve-bridge-info")[1]->at("ret")[1]["MACAddresses"][0], "csv_string");
     EXPECT_EQ(calls_of(doc, "retrieve-node-info")[1]->at("ret")[1]["MACAddress"],
               json::array({"cstring", "00:1d:cd:58:a2:17"}));
-}
 
-TEST_F(Dump, EachTableIsReadFromTheChipOnce) {
-    Outcome r = run("--sim '" + example + "' dump moca0 --json");
-    ASSERT_EQ(r.status, 0) << r.err;
-    json doc = json::parse(r.out);
+    // Each table is read from the chip once, by its first Id.
     for(const auto& walk : table_walks) {
         SCOPED_TRACE(walk.function);
         auto calls = calls_of(doc, walk.function);
@@ -126,7 +102,7 @@ TEST_F(Dump, EachTableIsReadFromTheChipOnce) {
 }
 
 TEST_F(Dump, TextShowsTheDataModelForPeople) {
-    Outcome r = run("--sim '" + example + "' dump moca0");
+    Outcome r = run(home + "dump moca0");
     ASSERT_EQ(r.status, 0) << r.err;
     auto lines = lines_of(r.out);
 
@@ -202,13 +178,11 @@ json full_network() {
             bridged.push_back({{"mac", mac(i, n)}, {"nodeId", i}});
         }
     }
-    json moca0 = {
-        {"present", true},
-        {"openable", true},
-        {"started", true},
+    // clang-format off
+    json moca0 = {{"present", true}, {"openable", true}, {"started", true},
         {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkMocaVer", "0x25"}, {"activeNodeBitmask", "0xffff"}}},
-        {"nodes", nodes},
-        {"bridgeTables", {{"ucastDst", bridged}}}};
+        {"nodes", nodes}, {"bridgeTables", {{"ucastDst", bridged}}}};
+    // clang-format on
     return {{"interfaces", {{"moca0", moca0}}}};
 }
 
@@ -230,13 +204,15 @@ TEST_F(Dump, AFullNetworkFitsAHundredColumns) {
 struct ChipFault {
     const char* what;
     const char* patch;
+    const char* ifname;
+    bool created; // and so tables follow
     std::vector<std::string> lines;
     const char* summary;
 };
 
+// clang-format off
 const ChipFault chip_faults[] = {
-    {"a chip that cannot be opened",
-     R"({"interfaces": {"moca0": {"openable": false}}})",
+    {"a chip that cannot be opened", R"({"interfaces": {"moca0": {"openable": false}}})", "moca0", true,
      {"MoCA interface moca0 (is-present true, is-available false)", "! retrieve-static-info: rc -2",
       "! moca0: ClnkLib_OpenByName failed with rc=-2 (mxl_static_info_retrieve)",
       "! retrieve-node-info Id=1: rc -2, the walk of this table stopped here",
@@ -244,40 +220,32 @@ const ChipFault chip_faults[] = {
       "# MoCA.Interface.moca0.Sapm (retrieve-sapm-number, retrieve-sapm-info not called)"},
      ": 15 calls, 11 failed, 12 logged errors, 15 chip calls"},
     {"a mesh that cannot be read and a node GUID lost to the flow listing",
-     R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})",
+     R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})", "moca0", true,
      {"! retrieve-mesh-info Id=1: rc -5, the walk of this table stopped here",
       "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)", "! retrieve-qos-info: rc 0",
       "! ClnkLib_GetNetInfo failed on 1 ith rc=-1 (clnkqos_NFLIter_init)",
       // The tables after the mesh are read as usual.
       " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)"},
      ": 315 calls, 1 failed, 2 logged errors"},
+    // An interface that cannot be created ends the dump: no table follows.
+    {"a name too long", "{}", "moca0-with-a-long-name", false,
+     {"MoCA interface moca0-with-a-long-name (is-present false, is-available false)", "! create-moca-iface: rc -1"},
+     ": 3 calls, 1 failed"},
 };
+// clang-format on
 
 TEST_F(Dump, FailuresShowInlineAndTheDumpGoesOn) {
     for(const auto& fault : chip_faults) {
         SCOPED_TRACE(fault.what);
-        json scenario = json::parse(read(example));
-        scenario.merge_patch(json::parse(fault.patch));
-        write("faulty.json", scenario.dump());
-        Outcome r = run("--sim '" + path("faulty.json") + "' dump moca0");
+        Outcome r = run(patched_sim(fault.patch) + "dump " + fault.ifname);
         EXPECT_EQ(r.status, 1);
         auto lines = lines_of(r.out);
         for(const auto& line : fault.lines) {
             EXPECT_TRUE(has_line(lines, line)) << "missing: " << line << "\n" << r.out;
         }
         EXPECT_NE(r.out.find(fault.summary), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find("# MoCA.Interface") == std::string::npos, !fault.created) << r.out;
     }
-}
-
-TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
-    Outcome r = run("--sim '" + example + "' dump moca0-with-a-long-name");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("! create-moca-iface: rc -1"), std::string::npos) << r.out;
-    EXPECT_EQ(r.out.find("# MoCA.Interface"), std::string::npos);
-    EXPECT_NE(r.out.find("MoCA interface moca0-with-a-long-name (is-present false, is-available false)"),
-              std::string::npos)
-        << r.out;
-    EXPECT_NE(r.out.find(": 3 calls, 1 failed"), std::string::npos) << r.out;
 }
 
 } // namespace
@@ -292,8 +260,8 @@ TEST_F(Dump, RowsKeepTheirOrderWhateverOrderTablesAreWalkedIn) {
         }
         return kept;
     };
-    const std::string dump = "--sim '" + example + "' dump moca0";
-    const std::string cfg = "--sim '" + example + "' --create moca0 --json call retrieve-cfg-info InternalName=moca0";
+    const std::string dump = home + "dump moca0";
+    const std::string cfg = home + "--create moca0 --json call retrieve-cfg-info InternalName=moca0";
     Outcome normal = run(dump);
     setenv("MXL_TEST_HTABLE_ORDER", "reverse", 1);
     Outcome reversed = run(dump);

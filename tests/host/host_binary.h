@@ -10,12 +10,39 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+using json = nlohmann::ordered_json;
 
 struct Outcome {
     int status = -1;
     std::string out;
     std::string err;
 };
+
+inline std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for(std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
+    return out;
+}
+
+inline std::vector<std::string> keys_of(const json& object) {
+    std::vector<std::string> keys;
+    for(const auto& item : object.items()) {
+        keys.push_back(item.key());
+    }
+    return keys;
+}
+
+// "--sim 'examples/NAME.json' ".
+inline std::string example_sim(const std::string& name) {
+    return "--sim '" + std::string(MXL_EXAMPLES_DIR) + "/" + name + ".json' ";
+}
 
 class MocaHostRun : public ::testing::Test {
 protected:
@@ -38,6 +65,14 @@ protected:
         std::stringstream s;
         s << in.rdbuf();
         return s.str();
+    }
+
+    // The example home network with a JSON merge patch, as a --sim option.
+    std::string patched_sim(const std::string& patch) const {
+        json scenario = json::parse(read(std::string(MXL_EXAMPLES_DIR) + "/home-network.json"));
+        scenario.merge_patch(json::parse(patch));
+        write("patched.json", scenario.dump());
+        return "--sim '" + path("patched.json") + "' ";
     }
 
     // Runs moca-host with the arguments (already quoted for the shell).

@@ -1,14 +1,6 @@
 // The built moca-host binary, run as a user would: a script end to end, and
 // the exit codes of "call".
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
-
 #include "host_binary.h"
-
-using json = nlohmann::ordered_json;
 
 namespace {
 
@@ -34,23 +26,12 @@ protected:
     }
 };
 
-std::vector<json> lines_of(const std::string& text) {
+std::vector<json> parsed_lines(const std::string& text) {
     std::vector<json> out;
-    std::istringstream in(text);
-    std::string line;
-    while(std::getline(in, line)) {
+    for(const auto& line : lines_of(text)) {
         out.push_back(json::parse(line));
     }
     return out;
-}
-
-std::vector<std::string> keys_of(const json& object) {
-    std::vector<std::string> keys;
-    for(const auto& [key, value] : object.items()) {
-        (void) value;
-        keys.push_back(key);
-    }
-    return keys;
 }
 
 bool logged(const json& result, const std::string& msg, int level = -1) {
@@ -72,46 +53,43 @@ bool chip_called(const json& result, const std::string& op, const json& rc) {
 }
 
 TEST_F(HostBinary, RunsAScriptLineByLine) {
+    // clang-format off
+    const std::string steps[] = {
+        R"({"sim": )" + json::parse(scenario).dump() + "}",
+        R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})", // 1
+        R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})", // 2
+        R"({"call": "retrieve-dyn-info"})", // 3
+        R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})", // 4
+        R"({"fault": {"op": "GetCdInfo", "rc": -7}})", // 5
+        R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})", // 6
+        R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})", // 7
+        R"({"advance": 10500})", // 8
+        "", "   ",
+        R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})", // 9
+        R"({"call": "no-such-function", "args": {}})", // 10
+        "this is not json", // 11
+        R"({"call": "is-present", "arg": {"InternalName": "moca0"}})", // 12
+        R"({"unload": true})", // 13
+        R"({"call": "is-present", "args": {"InternalName": "moca0"}})", // 14
+        R"({"load": true})", // 15
+        R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})", // 16
+        R"({"sim_patch": {"interfaces": {"moca0": {"present": false}}}})", // 17
+        R"({"call": "is-present", "args": {"InternalName": "moca0"}})", // 18
+        R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})", // 19
+        R"({"advance": -1})", // 20
+    };
+    // clang-format on
     std::string script;
-    script += R"({"sim": )" + json::parse(scenario).dump() + "}\n";
-    script += R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})"
-              "\n"; // 1
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 2
-    script += R"({"call": "retrieve-dyn-info"})"
-              "\n"; // 3
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})"
-              "\n"; // 4
-    script += R"({"fault": {"op": "GetCdInfo", "rc": -7}})"
-              "\n"; // 5
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 6
-    script += R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})"
-              "\n"; // 7
-    script += R"({"advance": 10500})"
-              "\n"; // 8
-    script += "\n   \n";
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})"
-              "\n"; // 9
-    script += R"({"call": "no-such-function", "args": {}})"
-              "\n";                 // 10
-    script += "this is not json\n"; // 11
-    script += R"({"call": "is-present", "arg": {"InternalName": "moca0"}})"
-              "\n"; // 12
-    script += R"({"unload": true})"
-              "\n"; // 13
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}})"
-              "\n"; // 14
-    script += R"({"load": true})"
-              "\n"; // 15
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 16
+    for(const auto& step : steps) {
+        script += step + "\n";
+    }
     write("steps.jsonl", script);
 
     Outcome r = run("script '" + path("steps.jsonl") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
-    std::vector<json> out = lines_of(r.out);
-    ASSERT_EQ(out.size(), 17u) << r.out;
+    std::vector<json> out = parsed_lines(r.out);
+    ASSERT_EQ(out.size(), 21u) << r.out;
+    EXPECT_EQ(run("script", path("steps.jsonl")).out, r.out) << "read from standard input";
 
     EXPECT_EQ(out[0], json::parse(R"({"ok": true})"));
     for(size_t i : {1u, 2u, 3u, 4u, 6u, 7u, 9u, 14u, 16u}) {
@@ -178,21 +156,11 @@ TEST_F(HostBinary, RunsAScriptLineByLine) {
     // A fresh load has no records.
     EXPECT_EQ(out[16]["rc"], -1);
     EXPECT_TRUE(logged(out[16], "Unable to find a mxl iface by name", 100));
-}
 
-TEST_F(HostBinary, ScriptReportsABadScenarioAndGoesOn) {
-    write("steps.jsonl", R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})"
-                         "\n"
-                         R"({"sim_patch": {"interfaces": {"moca0": {"started": false}}}})"
-                         "\n"
-                         R"({"advance": -1})"
-                         "\n");
-    Outcome r = run("script", path("steps.jsonl"));
-    ASSERT_EQ(r.status, 0) << r.err;
-    std::vector<json> out = lines_of(r.out);
-    ASSERT_EQ(out.size(), 3u) << r.out;
-    EXPECT_TRUE(out[0].contains("error"));
-    EXPECT_TRUE(out[2].contains("error"));
+    EXPECT_EQ(out[17], json::parse(R"({"ok": true})"));
+    EXPECT_EQ(out[18]["ret"], json::parse(R"(["bool", false])"));
+    EXPECT_TRUE(out[19].contains("error"));
+    EXPECT_TRUE(out[20].contains("error"));
 }
 
 struct CallCase {
@@ -203,25 +171,30 @@ struct CallCase {
     const char* in_err; // text expected on standard error
 };
 
-TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
-    const std::string sim = "--sim '" + path("scenario.json") + "' ";
+// The exit status and message of each command, and of its usage errors.
+TEST_F(HostBinary, CommandsExitWithTheResultOrAUsageError) {
+    const std::string sim = "--sim '" + path("scenario.json") + "' ", home = example_sim("home-network");
+    // clang-format off
     const std::vector<CallCase> cases = {
         {"no command", "", 2, "", "usage:"},
-        {"no function", "call", 2, "", "usage:"},
         {"unknown option", "--frobnicate call is-present", 2, "", "unknown option"},
-        {"not KEY=VALUE", "call is-present moca0", 2, "", "usage:"},
-        {"script with --json", "--json script", 2, "", "usage:"},
-        {"script with --trace", "--trace 400 script", 2, "", "usage:"},
         {"bad typed value", sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
         {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
         {"help", "--help", 0, "usage:", ""},
         {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
-        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1",
-         "Unable to find a mxl iface by name"},
+        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
         {"created first", sim + "--create moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
         {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
          R"("HighestVersion":["cstring","2.5"])", ""},
+        // health, report and check grade the network 0, 1 or 2: what keeps them from judging is 3.
+        {"report usage", "report moca0 --json", 3, "", "usage:"},
+        {"check usage", "check moca0 moca1", 3, "", "usage:"},
+        {"check-only option", "dump moca0 --write", 2, "", "usage:"},
+        {"no scenario file", "--sim /nonexistent.json health moca0", 3, "", ""},
+        {"no chip", "health moca0", 2, "is not present", ""},
+        {"report not written", home + "report moca0 -o /nonexistent/x.html", 3, "", ""},
     };
+    // clang-format on
     for(const auto& c : cases) {
         Outcome r = run(c.args);
         EXPECT_EQ(r.status, c.status) << c.name << "\n" << r.out << r.err;
