@@ -77,36 +77,4 @@ TEST(CommandLine, IsAcceptedAsItsCommandOrRejected) {
     }
 }
 
-TEST(CommandLine, CarriesOptionsAndArgumentsInOrder) {
-    std::string err;
-    auto opt = host::parse_command_line({"--sim", "home.json", "--create=moca0", "call", "set-cfg-info",
-                                         "InternalName=moca0", "Enable=false", "--json"},
-                                        &err);
-    ASSERT_TRUE(opt.has_value()) << err;
-    EXPECT_EQ(opt->sim_path, "home.json");
-    EXPECT_TRUE(opt->create);
-    EXPECT_EQ(opt->create_ifname, "moca0");
-    EXPECT_TRUE(opt->json_output);
-    EXPECT_EQ(opt->function, "set-cfg-info");
-    EXPECT_EQ(opt->call_args.dump(), R"({"InternalName":"moca0","Enable":false})");
-
-    opt = host::parse_command_line({"script", "steps.jsonl"}, &err);
-    ASSERT_TRUE(opt.has_value()) << err;
-    EXPECT_EQ(opt->script_path, "steps.jsonl");
-    EXPECT_TRUE(opt->module_path.empty());
-}
-
-// The grading commands' usage errors are 3, whichever option or operand is wrong;
-// the end-to-end table holds the plain cases.
-TEST(CommandLine, UsageErrorsOfTheGradingCommandsAreThree) {
-    const std::pair<std::vector<std::string>, int> lines[] = {
-        {{"--frobnicate", "health", "moca0"}, 3},
-        {{"--sim", "health", "dump"}, 2},
-        {{"call", "health"}, 2},
-    };
-    for(const auto& [args, status] : lines) {
-        EXPECT_EQ(host::usage_error_status(args), status) << args[0] << " " << args[1];
-    }
-}
-
 } // namespace

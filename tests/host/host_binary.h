@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -51,19 +51,15 @@ protected:
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir_ = tmpl;
     }
-    void TearDown() override {
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        (void) std::system(cmd.c_str());
-    }
+    void TearDown() override { std::filesystem::remove_all(dir_); }
 
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
 
     void write(const std::string& name, const std::string& text) const { std::ofstream(path(name)) << text; }
 
     static std::string read(const std::string& file) {
-        std::ifstream in(file);
         std::stringstream s;
-        s << in.rdbuf();
+        s << std::ifstream(file).rdbuf();
         return s.str();
     }
 
@@ -79,12 +75,8 @@ protected:
     Outcome run(const std::string& args, const std::string& stdin_file = "/dev/null") const {
         std::string cmd = std::string("'") + MOCA_HOST_BIN + "' " + args + " <" + stdin_file + " >'" + path("out") +
                           "' 2>'" + path("err") + "'";
-        Outcome r;
         int rc = std::system(cmd.c_str());
-        r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-        r.out = read(path("out"));
-        r.err = read(path("err"));
-        return r;
+        return {WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, read(path("out")), read(path("err"))};
     }
 
     std::string dir_;

@@ -6,16 +6,6 @@ namespace {
 
 const std::string home = std::string(MXL_EXAMPLES_DIR) + "/home-network.json";
 
-class HostBinary : public MocaHostRun {};
-
-std::vector<json> parsed_lines(const std::string& text) {
-    std::vector<json> out;
-    for(const auto& line : lines_of(text)) {
-        out.push_back(json::parse(line));
-    }
-    return out;
-}
-
 // Whether the list has an entry with (at least) the given keys and values.
 bool holds(const json& list, const json& want) {
     for(const auto& entry : list) {
@@ -28,7 +18,7 @@ bool holds(const json& list, const json& want) {
     return false;
 }
 
-TEST_F(HostBinary, RunsAScriptLineByLine) {
+TEST_F(MocaHostRun, RunsAScriptLineByLine) {
     // clang-format off
     const std::string steps[] = {
         R"({"sim": )" + json::parse(read(home)).dump() + "}",
@@ -63,7 +53,10 @@ TEST_F(HostBinary, RunsAScriptLineByLine) {
 
     Outcome r = run("script '" + path("steps.jsonl") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
-    std::vector<json> out = parsed_lines(r.out);
+    std::vector<json> out;
+    for(const auto& line : lines_of(r.out)) {
+        out.push_back(json::parse(line));
+    }
     ASSERT_EQ(out.size(), 21u) << r.out;
     EXPECT_EQ(run("script", path("steps.jsonl")).out, r.out) << "read from standard input";
 
@@ -148,7 +141,7 @@ struct CallCase {
 };
 
 // The exit status and message of each command, and of its usage errors.
-TEST_F(HostBinary, CommandsExitWithTheResultOrAUsageError) {
+TEST_F(MocaHostRun, CommandsExitWithTheResultOrAUsageError) {
     const std::string sim = example_sim("home-network");
     // clang-format off
     const std::vector<CallCase> cases = {
@@ -159,11 +152,13 @@ TEST_F(HostBinary, CommandsExitWithTheResultOrAUsageError) {
         {"help", "--help", 0, "usage:", ""},
         {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
         {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
-        {"created first", sim + "--create moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
+        {"created first", sim + "--create=moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
         {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
          R"("HighestVersion":["cstring","2.5"])", ""},
         // health, report and check grade the network 0, 1 or 2: what keeps them from judging is 3.
         {"report usage", "report moca0 --json", 3, "", "usage:"},
+        {"health usage", "--frobnicate health moca0", 3, "", "usage:"},
+        {"no command after --sim FILE", "--sim health dump", 2, "", "usage:"},
         {"check usage", "check moca0 moca1", 3, "", "usage:"},
         {"check-only option", "dump moca0 --write", 2, "", "usage:"},
         {"no scenario file", "--sim /nonexistent.json health moca0", 3, "", ""},

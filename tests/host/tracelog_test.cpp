@@ -19,16 +19,13 @@ TEST(TraceFrame, SplitsIntoZoneMarkMessageAndFunction) {
     };
     // clang-format off
     const Row rows[] = {
-        {300, "korvane", "korvane - [n]Module loaded - (mxl_module_start@mxl_module.cpp:40)", "korvane", "n",
-         "Module loaded", "mxl_module_start"},
+        {300, "korvane", "korvane - [n]Module loaded - (start@module.cpp:4)", "korvane", "n", "Module loaded", "start"},
         // Errors come without a zone from the sink; the frame still names it.
-        {100, nullptr, "korvane - [x]Passed args is NULL - (mxl_iface_create@mxl_iface.cpp:12)", "korvane", "x",
-         "Passed args is NULL", "mxl_iface_create"},
-        {400, "korvane", "korvane - [i]moca0: link down - all inactive - (mxl_mesh_info@mxl_nettables.cpp:300)",
-         "korvane", "i", "moca0: link down - all inactive", "mxl_mesh_info"},
+        {100, nullptr, "korvane - [x]No args - (create@iface.cpp:12)", "korvane", "x", "No args", "create"},
+        {400, "korvane", "korvane - [i]link down - all inactive - (mesh@tables.cpp:3)", "korvane", "i",
+         "link down - all inactive", "mesh"},
         {400, "korvane", "korvane - [i]odd - (a@b.cpp:1) - (f@g.cpp:2)", "korvane", "i", "odd - (a@b.cpp:1)", "f"},
-        {350, "korvane", "korvane - [I]The interface 'moca0' is enabled at init - (operator()@mxl_iface.cpp:7)",
-         "korvane", "I", "The interface 'moca0' is enabled at init", "operator()"},
+        {350, "korvane", "korvane - [I]enabled - (operator()@iface.cpp:7)", "korvane", "I", "enabled", "operator()"},
         {300, "ab", "ab      - [n]short zone - (f@g.cpp:1)", "ab", "n", "short zone", "f"},
         {300, "korvane", "korvane - [n] - (f@g.cpp:1)", "korvane", "n", "", "f"},
         // Lines without the frame keep their text whole.

@@ -1,14 +1,10 @@
 #!/bin/sh
-# Installs the "platform" component of a build into a scratch prefix, with a
-# trace library that has only noloTrace and noloTraceZ (all a board's is known
-# to offer) in place of ours, builds the module and the board moca-host against
-# that prefix (MXL_SYSTEM_LIBS), checks what the module links and where it looks
-# for it, and runs the host on the installed chip library (the simulator, fed
-# through its environment): its dump, and its check, whose cache verdict must be
-# the simulator build's.
+# Builds the module and the board moca-host (MXL_SYSTEM_LIBS) against the build's
+# "platform" component installed in a scratch prefix, with a trace library of only
+# what a board's offers; checks what the module links, and runs the board host on
+# the installed simulator: its dump and its check must match the simulator build's.
 #   build_against_installed.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR GENERATOR MAKE_PROGRAM CC CXX [EXE_LDFLAGS]
-# EXE_LDFLAGS: for the host, e.g. the sanitizer runtime that the libraries of
-# a sanitizer build need first in the process.
+# EXE_LDFLAGS: for the host, e.g. the sanitizer runtime a sanitizer build's libraries need first.
 set -eu
 cmake="$1" build="$2" source="$3" generator="$5" make_program="$6" cc="$7" cxx="$8" exe_ldflags="${9:-}"
 scratch=$(mktemp -d "$4/scratch.XXXXXX")
