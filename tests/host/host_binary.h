@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -37,6 +38,28 @@ inline std::vector<std::string> keys_of(const json& object) {
         keys.push_back(item.key());
     }
     return keys;
+}
+
+// Whether `got` holds `want`: an object each wanted key with a value that holds the
+// wanted one, an array an element that holds each wanted element, anything else equal.
+inline bool holds(const json& got, const json& want) {
+    if(want.is_object()) {
+        for(const auto& item : want.items()) {
+            if(!got.is_object() || !got.contains(item.key()) || !holds(got[item.key()], item.value())) {
+                return false;
+            }
+        }
+        return true;
+    }
+    if(want.is_array() && got.is_array()) {
+        for(const auto& w : want) {
+            if(std::none_of(got.begin(), got.end(), [&](const json& g) { return holds(g, w); })) {
+                return false;
+            }
+        }
+        return true;
+    }
+    return got == want;
 }
 
 // "--sim 'examples/NAME.json' ".

@@ -10,10 +10,7 @@ cmake="$1" build="$2" source="$3" generator="$5" make_program="$6" cc="$7" cxx="
 scratch=$(mktemp -d "$4/scratch.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
 prefix="$scratch/prefix" tree="$scratch/build" status=0
-fail() {
-    echo "$*" >&2
-    status=1
-}
+fail() { echo "$*" >&2; status=1; }
 
 unset DESTDIR
 "$cmake" --install "$build" --component platform --prefix "$prefix" >/dev/null
@@ -45,11 +42,7 @@ host="$tree/bin/moca-host" native="$build/bin/moca-host" home="$source/examples/
 nm -uC "$host" | grep -E 'timerclock_|amxhost_|clnksim::' && fail "board moca-host uses interfaces a board lacks"
 # On a board the libraries lie in the loader's default path; the module carries
 # no search path, so here the loader is told where they are.
-board() {
-    scenario=$1
-    shift
-    LD_LIBRARY_PATH="$prefix/lib" CLNKSIM_SCENARIO="$scenario" "$host" --module "$module" "$@" 2>&1
-}
+board() { s=$1; shift; LD_LIBRARY_PATH="$prefix/lib" CLNKSIM_SCENARIO="$s" "$host" --module "$module" "$@" 2>&1; }
 dump=$(board "$home" dump moca0) || { echo "$dump" | tail -20; fail "board moca-host: dump moca0 failed"; }
 echo "$dump" | grep -qF 'MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate' || fail "board dump lacks the node table"
 # The board host counts the module's chip calls by interposing the chip
