@@ -71,6 +71,7 @@ TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResultAndEachTableIsReadOnce) {
     EXPECT_TRUE(holds(doc["calls"], json::parse(R"([
         {"call": "is-present", "ret": ["bool", true]},
         {"call": "retrieve-static-info", "ret": ["htable", {"MaxBitRate": ["uint32", 2500]}]},
+        {"call": "retrieve-stats-info", "ret": ["htable", {"BytesSent": ["uint64", 6012344587331]}]},
         {"call": "retrieve-node-info", "ret": ["htable", {"MACAddress": ["cstring", "00:1d:cd:58:a2:17"]}]},
         {"call": "retrieve-bridge-info", "ret": ["htable", {"MACAddresses": ["csv_string"]}]},
         {"call": "retrieve-qos-info", "chip": [{"op": "ClnkLib_ListFlows"}, {"op": "ClnkLib_QueryFlow"}]}])")));

@@ -88,45 +88,44 @@ TEST_F(MocaHostRun, RunsAScriptLineByLine) {
     EXPECT_TRUE(out[4]["log"].empty());
 }
 
-struct CallCase {
-    const char* name;
-    std::string args;
-    int status;
-    const char* in_out; // text expected on standard output
-    const char* in_err; // text expected on standard error
-};
-
 // The exit status and message of each command, and of its usage errors.
 TEST_F(MocaHostRun, CommandsExitWithTheResultOrAUsageError) {
     const std::string sim = example_sim("home-network");
     // clang-format off
-    const std::vector<CallCase> cases = {
-        {"no command", "", 2, "", "usage:"},
-        {"unknown option", "--frobnicate call is-present", 2, "", "unknown option"},
-        {"bad typed value", sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
-        {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
-        {"help", "--help", 0, "usage:", ""},
-        {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
-        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
-        {"created first", sim + "--create=moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
-        {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
+    struct Case {
+        std::string args;
+        int status;
+        const char* in_out; // text expected on standard output
+        const char* in_err; // and on standard error
+    };
+    const Case cases[] = {
+        {"", 2, "", "usage:"},
+        {"--frobnicate call is-present", 2, "", "unknown option"},
+        {sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
+        {sim + "call no-such-function", 2, "", "no-such-function"},
+        {"--help", 0, "usage:", ""},
+        {sim + "call is-present InternalName=moca0", 0, "bool", ""},
+        {sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
+        {sim + "--create=moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
+        {sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
          R"("HighestVersion":["cstring","2.5"])", ""},
         // health, report and check grade the network 0, 1 or 2: what keeps them from judging is 3.
-        {"report usage", "report moca0 --json", 3, "", "usage:"},
-        {"health usage", "--frobnicate health moca0", 3, "", "usage:"},
-        {"no command after --sim FILE", "--sim health dump", 2, "", "usage:"},
-        {"check usage", "check moca0 moca1", 3, "", "usage:"},
-        {"check-only option", "dump moca0 --write", 2, "", "usage:"},
-        {"no scenario file", "--sim /nonexistent.json health moca0", 3, "", ""},
-        {"no chip", "health moca0", 2, "is not present", ""},
-        {"report not written", sim + "report moca0 -o /nonexistent/x.html", 3, "", ""},
+        {"report moca0 --json", 3, "", "usage:"},
+        {"--frobnicate health moca0", 3, "", "usage:"},
+        {"--sim health dump", 2, "", "usage:"},
+        {"check moca0 moca1", 3, "", "usage:"},
+        {"dump moca0 --write", 2, "", "usage:"},
+        {"--sim /nonexistent.json health moca0", 3, "", ""},
+        {"health moca0", 2, "is not present", ""},
+        {sim + "report moca0 -o /nonexistent/x.html", 3, "", ""},
     };
     // clang-format on
     for(const auto& c : cases) {
         Outcome r = run(c.args);
-        EXPECT_EQ(r.status, c.status) << c.name << "\n" << r.out << r.err;
-        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << c.name << "\n" << r.out;
-        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << c.name << "\n" << r.err;
+        SCOPED_TRACE(c.args);
+        EXPECT_EQ(r.status, c.status) << r.out << r.err;
+        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << r.out;
+        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << r.err;
     }
 }
 

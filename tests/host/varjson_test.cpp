@@ -72,20 +72,6 @@ TEST(ArgumentForm, MakesTheVariantOfTheRightTypeOrNamesTheError) {
     }
 }
 
-TEST(TypedForm, PrintsTablesInInsertionOrderAndEveryIntegerWidthExactly) {
-    host::Variant var;
-    amxc_var_set_type(var.get(), AMXC_VAR_ID_HTABLE);
-    amxc_var_add_key(uint64_t, var.get(), "Bytes", UINT64_MAX);
-    amxc_var_add_key(int32_t, var.get(), "Offset", -3);
-    amxc_var_add_key(csv_string_t, var.get(), "MACAddresses", "0a:0b:0c:0d:0e:0f,00:11:22:33:44:55");
-    amxc_var_add_key(bool, var.get(), "Active", true);
-    amxc_var_add_key(uint32_t, var.get(), "A", 1);
-    EXPECT_EQ(host::to_line(host::variant_to_typed_json(var.get())),
-              R"(["htable",{"Bytes":["uint64",18446744073709551615],"Offset":["int32",-3],)"
-              R"("MACAddresses":["csv_string","0a:0b:0c:0d:0e:0f,00:11:22:33:44:55"],"Active":["bool",true],)"
-              R"("A":["uint32",1]}])");
-}
-
 TEST(OutputLine, ReplacesTextThatIsNotUtf8InsteadOfFailing) {
     host::Variant var;
     amxc_var_set_cstring_t(var.get(), "bad \xff byte");
