@@ -65,11 +65,8 @@ TEST(CommandLine, IsAcceptedAsItsCommandOrRejected) {
     };
     // clang-format on
     for(const auto& [args, command] : rows) {
-        std::string err, line;
-        for(const auto& arg : args) {
-            line += arg + " ";
-        }
-        SCOPED_TRACE(line);
+        std::string err;
+        SCOPED_TRACE(::testing::PrintToString(args));
         auto opt = host::parse_command_line(args, &err);
         EXPECT_EQ(opt.has_value(), command != C::none) << err;
         EXPECT_EQ(opt ? opt->command : C::none, command);

@@ -7,18 +7,11 @@ namespace {
 
 const std::string home = example_sim("home-network");
 
-// Blank runs folded to one blank, so that a test does not depend on column widths.
-std::string squeezed(const std::string& line) {
-    return std::regex_replace(line, std::regex(" +"), " ");
-}
-
+// Whether a line is the wanted one, with blank runs folded to one blank so that a test
+// does not depend on column widths.
 bool has_line(const std::vector<std::string>& lines, const std::string& wanted) {
-    for(const auto& l : lines) {
-        if(squeezed(l) == wanted) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& l) { return std::regex_replace(l, std::regex(" +"), " ") == wanted; });
 }
 
 using Dump = MocaHostRun;

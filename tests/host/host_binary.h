@@ -19,8 +19,7 @@ using json = nlohmann::ordered_json;
 
 struct Outcome {
     int status = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 inline std::vector<std::string> lines_of(const std::string& text) {

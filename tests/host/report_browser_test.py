@@ -24,9 +24,7 @@ BROKEN_PAGE = '<!DOCTYPE html><body><script>console.error("deliberate"); notDefi
 
 def variety(png):
     """Distinct byte values of a PNG's pixel data: a handful for a flat colour, about 256 for a page."""
-    with open(png, "rb") as f:
-        data = f.read()
-    pos, pixels = 8, b""
+    data, pos, pixels = open(png, "rb").read(), 8, b""
     while pos < len(data):
         length = int.from_bytes(data[pos:pos + 4], "big")
         pixels += data[pos + 8:pos + 8 + length] if data[pos + 4:pos + 8] == b"IDAT" else b""
@@ -66,13 +64,11 @@ def main():
             if run.returncode != status:
                 failures.append("%s: report exits %d, not %d: %s" % (scenario, run.returncode, status, run.stderr))
                 continue
-            with open(page) as f:
-                html = f.read()
+            html = open(page).read()
             if "://" in html or "<script" in html or "@import" in html or "url(" in html.replace("url(#", ""):
                 failures.append(scenario + ": the page refers to something outside itself")
             console, seen = render(chromium, page, size)
-            print("%s: %d bytes, screenshot %s of variety %d, %d console lines" % (scenario, len(html), size, seen,
-                                                                                 len(console)))
+            print("%s: %d bytes, screenshot %s of variety %d" % (scenario, len(html), size, seen))
             failures += [scenario + ": console: " + line for line in console]
             if seen < 64:
                 failures.append("%s: the screenshot is (nearly) blank: variety %d" % (scenario, seen))

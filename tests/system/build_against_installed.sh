@@ -40,20 +40,17 @@ echo "$dynamic" | grep -E '\((RPATH|RUNPATH)\)' && fail "module carries a librar
 host="$tree/bin/moca-host" native="$build/bin/moca-host" home="$source/examples/home-network.json"
 [ -x "$host" ] || { echo "board moca-host not built" >&2; exit 1; }
 nm -uC "$host" | grep -E 'timerclock_|amxhost_|clnksim::' && fail "board moca-host uses interfaces a board lacks"
-# On a board the libraries lie in the loader's default path; the module carries
-# no search path, so here the loader is told where they are.
+# A board's loader finds the libraries in its default path; here it is told.
 board() { s=$1; shift; LD_LIBRARY_PATH="$prefix/lib" CLNKSIM_SCENARIO="$s" "$host" --module "$module" "$@" 2>&1; }
 dump=$(board "$home" dump moca0) || { echo "$dump" | tail -20; fail "board moca-host: dump moca0 failed"; }
 echo "$dump" | grep -qF 'MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate' || fail "board dump lacks the node table"
-# The board host counts the module's chip calls by interposing the chip
-# library's operations: as many as the simulator's own call log counts.
+# The board host counts chip calls by interposing the chip library: as many as the simulator's log.
 counts() { echo "$1" | sed -n 's/^# Read in [0-9.]* ms: //p'; }
 native_counts=$(counts "$("$native" --sim "$home" dump moca0 2>&1 || true)")
 [ -n "$(counts "$dump")" ] && [ "$(counts "$dump")" = "$native_counts" ] \
     || fail "board moca-host counts '$(counts "$dump")', the simulator build '$native_counts'"
-# check's cache verdict is the same in both builds: on the example network, and
-# on one whose flow listing is abandoned (six failed queries), so that a table
-# is read twice.
+# check's cache verdict is the simulator build's: on the example network, and on one whose
+# flow listing is abandoned (six failed queries), so that a table is read twice.
 abandoned="$scratch/abandoned.json"
 sed '1s/^{/{"faults": [{"op": "QueryFlow", "times": 6}], /' "$home" >"$abandoned"
 for scenario in "$home" "$abandoned"; do
