@@ -1,6 +1,8 @@
 // The command line of moca-host.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "cli.h"
 
 using host::json;
@@ -8,12 +10,8 @@ using host::json;
 namespace {
 
 TEST(CommandLine, KeyValueOperandsBecomeArgumentsOfTheirType) {
-    struct Row {
-        const char* operand;
-        const char* key;
-        const char* value; // JSON; nullptr: rejected
-    };
     // clang-format off
+    using Row = std::tuple<const char*, const char*, const char*>; // operand, key, value as JSON (nullptr: rejected)
     const Row rows[] = {
         {"Id=5", "Id", "5"}, {"Id=0x10", "Id", "16"}, {"Offset=-3", "Offset", "-3"},
         {"Big=4294967296", "Big", "4294967296"}, {"Enable=true", "Enable", "true"}, {"Enable=false", "Enable", "false"},
@@ -28,16 +26,16 @@ TEST(CommandLine, KeyValueOperandsBecomeArgumentsOfTheirType) {
         {"T:htable=x", "", nullptr},
     };
     // clang-format on
-    for(const auto& row : rows) {
-        SCOPED_TRACE(row.operand);
+    for(const auto& [operand, want_key, want_value] : rows) {
+        SCOPED_TRACE(operand);
         std::string key, err;
         json value;
-        const bool ok = host::parse_key_value(row.operand, &key, &value, &err);
-        EXPECT_EQ(ok, row.value != nullptr) << err;
+        const bool ok = host::parse_key_value(operand, &key, &value, &err);
+        EXPECT_EQ(ok, want_value != nullptr) << err;
         EXPECT_EQ(err.empty(), ok);
-        if(ok && row.value) {
-            EXPECT_EQ(key, row.key);
-            EXPECT_EQ(value.dump(), row.value);
+        if(ok && want_value) {
+            EXPECT_EQ(key, want_key);
+            EXPECT_EQ(value.dump(), want_value);
         }
     }
 }

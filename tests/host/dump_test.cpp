@@ -53,11 +53,8 @@ TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResultAndEachTableIsReadOnce) {
         EXPECT_EQ(doc["summary"]["functions"][function]["calls"], calls) << function;
     }
 
-    const json& summary = doc["summary"];
-    EXPECT_EQ(summary["calls"], doc["calls"].size());
-    EXPECT_EQ(summary["failed"], 0);
-    EXPECT_EQ(summary["chip_calls"], chip_calls);
-    EXPECT_GT(summary["elapsed_ms"].get<double>(), 0.0);
+    EXPECT_TRUE(holds(doc["summary"], {{"calls", doc["calls"].size()}, {"failed", 0}, {"chip_calls", chip_calls}}));
+    EXPECT_GT(doc["summary"]["elapsed_ms"].get<double>(), 0.0);
 
     // Typed as the script protocol types them; the flows were listed by the QoS report
     // just before their walk.

@@ -1,5 +1,7 @@
 // The built moca-host binary, run as a user would: a script end to end, and
 // the exit codes of "call".
+#include <tuple>
+
 #include "host_binary.h"
 
 namespace {
@@ -92,13 +94,8 @@ TEST_F(MocaHostRun, RunsAScriptLineByLine) {
 TEST_F(MocaHostRun, CommandsExitWithTheResultOrAUsageError) {
     const std::string sim = example_sim("home-network");
     // clang-format off
-    struct Case {
-        std::string args;
-        int status;
-        const char* in_out; // text expected on standard output
-        const char* in_err; // and on standard error
-    };
-    const Case cases[] = {
+    // arguments, exit status, text expected on standard output and on standard error
+    const std::tuple<std::string, int, const char*, const char*> cases[] = {
         {"", 2, "", "usage:"},
         {"--frobnicate call is-present", 2, "", "unknown option"},
         {sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
@@ -120,12 +117,12 @@ TEST_F(MocaHostRun, CommandsExitWithTheResultOrAUsageError) {
         {sim + "report moca0 -o /nonexistent/x.html", 3, "", ""},
     };
     // clang-format on
-    for(const auto& c : cases) {
-        Outcome r = run(c.args);
-        SCOPED_TRACE(c.args);
-        EXPECT_EQ(r.status, c.status) << r.out << r.err;
-        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << r.out;
-        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << r.err;
+    for(const auto& [args, status, in_out, in_err] : cases) {
+        SCOPED_TRACE(args);
+        Outcome r = run(args);
+        EXPECT_EQ(r.status, status) << r.out << r.err;
+        EXPECT_NE(r.out.find(in_out), std::string::npos) << r.out;
+        EXPECT_NE(r.err.find(in_err), std::string::npos) << r.err;
     }
 }
 

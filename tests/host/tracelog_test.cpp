@@ -3,22 +3,17 @@
 
 #include <nolotrace.h>
 
+#include <tuple>
+
 #include "tracelog.h"
 
 namespace {
 
 TEST(TraceFrame, SplitsIntoZoneMarkMessageAndFunction) {
-    struct Row {
-        int level;
-        const char* zone; // as given to the sink
-        const char* line;
-        const char* want_zone;
-        const char* want_mark;
-        const char* want_msg;
-        const char* want_func;
-    };
-    // Lines as the module frames them are read back end to end; here the odd ones.
+    // Lines as the module frames them are read back end to end; here the odd ones: level,
+    // zone as given to the sink, line; the zone, mark, message and function read back.
     // clang-format off
+    using Row = std::tuple<int, const char*, const char*, const char*, const char*, const char*, const char*>;
     const Row rows[] = {
         {400, "korvane", "korvane - [i]link down - all inactive - (mesh@tables.cpp:3)", "korvane", "i",
          "link down - all inactive", "mesh"},
@@ -34,15 +29,15 @@ TEST(TraceFrame, SplitsIntoZoneMarkMessageAndFunction) {
         {450, "z", "", "z", "", "", ""},
     };
     // clang-format on
-    for(const auto& c : rows) {
-        SCOPED_TRACE(c.line);
-        host::TraceLine t = host::parse_trace_line(c.level, c.zone, c.line);
-        EXPECT_EQ(t.level, c.level);
-        EXPECT_EQ(t.zone, c.want_zone);
-        EXPECT_EQ(t.mark, c.want_mark);
-        EXPECT_EQ(t.msg, c.want_msg);
-        EXPECT_EQ(t.func, c.want_func);
-        EXPECT_EQ(t.line, c.line);
+    for(const auto& [level, zone, line, want_zone, want_mark, want_msg, want_func] : rows) {
+        SCOPED_TRACE(line);
+        host::TraceLine t = host::parse_trace_line(level, zone, line);
+        EXPECT_EQ(t.level, level);
+        EXPECT_EQ(t.zone, want_zone);
+        EXPECT_EQ(t.mark, want_mark);
+        EXPECT_EQ(t.msg, want_msg);
+        EXPECT_EQ(t.func, want_func);
+        EXPECT_EQ(t.line, line);
     }
 }
 
