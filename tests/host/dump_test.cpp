@@ -1,136 +1,79 @@
 // "moca-host dump" of the example home network, as a person and as a program read it.
 #include <regex>
-#include <set>
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "host_binary.h"
 
-using json = nlohmann::ordered_json;
-
 namespace {
 
-const std::string example = std::string(MXL_EXAMPLES_DIR) + "/home-network.json";
+const std::string home = example_sim("home-network");
 
-// The table walks: function, number of calls the example gives.
-struct TableWalk {
-    const char* function;
-    size_t calls;
-};
-const TableWalk table_walks[] = {
-    {"retrieve-node-info", 16},   {"retrieve-mesh-info", 256}, {"retrieve-bridge-info", 16},
-    {"retrieve-rlapm-info", 252}, {"retrieve-sapm-info", 3},   {"retrieve-flow-info", 16},
-};
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> out;
-    std::istringstream in(text);
-    for(std::string line; std::getline(in, line);) {
-        out.push_back(line);
-    }
-    return out;
-}
-
-// Blank runs folded to one blank, so that a test does not depend on column widths.
-std::string squeezed(const std::string& line) {
-    return std::regex_replace(line, std::regex(" +"), " ");
-}
-
+// Whether a line is the wanted one, with blank runs folded to one blank so that a test
+// does not depend on column widths.
 bool has_line(const std::vector<std::string>& lines, const std::string& wanted) {
-    for(const auto& l : lines) {
-        if(squeezed(l) == wanted) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& l) { return std::regex_replace(l, std::regex(" +"), " ") == wanted; });
 }
 
-std::vector<const json*> calls_of(const json& doc, const std::string& function) {
-    std::vector<const json*> out;
-    for(const auto& c : doc["calls"]) {
-        if(c["call"] == function) {
-            out.push_back(&c);
-        }
-    }
-    return out;
-}
+using Dump = MocaHostRun;
 
-class Dump : public MocaHostRun {};
-
-TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResult) {
-    Outcome r = run("--sim '" + example + "' dump moca0 --json");
+TEST_F(Dump, JsonCarriesEveryCallWithItsScriptResultAndEachTableIsReadOnce) {
+    Outcome r = run(home + "dump moca0 --json");
     ASSERT_EQ(r.status, 0) << r.err;
     json doc = json::parse(r.out);
 
-    std::vector<std::string> first_seen;
+    // The calls in order, each function's run of calls with its length: a table is walked
+    // by Id from 1, and only its first Id goes to the chip.
+    std::vector<std::pair<std::string, size_t>> runs;
     size_t chip_calls = 0;
     for(const auto& c : doc["calls"]) {
-        std::vector<std::string> keys;
-        for(const auto& [key, value] : c.items()) {
-            keys.push_back(key);
-        }
-        ASSERT_EQ(keys, (std::vector<std::string>{"call", "args", "rc", "ret", "log", "chip", "handles"})) << c.dump();
+        ASSERT_EQ(keys_of(c), (std::vector<std::string>{"call", "args", "rc", "ret", "log", "chip", "handles"}))
+            << c.dump();
         EXPECT_EQ(c["rc"], 0) << c.dump();
         EXPECT_EQ(c["handles"], 0) << c.dump();
         EXPECT_EQ(c["args"]["InternalName"], "moca0");
         chip_calls += c["chip"].size();
-        std::string f = c["call"].get<std::string>();
-        if(std::find(first_seen.begin(), first_seen.end(), f) == first_seen.end()) {
-            first_seen.push_back(f);
+        if(runs.empty() || runs.back().first != c["call"]) {
+            runs.emplace_back(c["call"].get<std::string>(), 0);
+        }
+        const size_t n = ++runs.back().second;
+        if(c["args"].contains("Id") || n > 1) {
+            EXPECT_EQ(c["args"]["Id"], n) << c.dump();
+            EXPECT_TRUE(n == 1 || c["chip"].empty()) << c.dump();
         }
     }
-    EXPECT_EQ(first_seen,
-              (std::vector<std::string>{
-                  "is-present", "is-available", "create-moca-iface", "retrieve-static-info", "retrieve-cfg-info",
-                  "retrieve-dyn-info", "retrieve-stats-info", "retrieve-qos-info", "retrieve-node-info",
-                  "retrieve-mesh-info", "retrieve-bridge-info", "retrieve-rlapm-number", "retrieve-rlapm-info",
-                  "retrieve-sapm-number", "retrieve-sapm-info", "retrieve-flow-info", "destroy-moca-iface"}));
-
-    const json& summary = doc["summary"];
-    EXPECT_EQ(summary["calls"], doc["calls"].size());
-    EXPECT_EQ(summary["failed"], 0);
-    EXPECT_EQ(summary["chip_calls"], chip_calls);
-    EXPECT_GT(summary["elapsed_ms"].get<double>(), 0.0);
-
-    // Typed as the script protocol types them.
-    const json& st = calls_of(doc, "retrieve-static-info")[0]->at("ret");
-    EXPECT_EQ(st[1]["MaxBitRate"], json::array({"uint32", 2500}));
-    EXPECT_EQ(calls_of(doc, "is-present")[0]->at("ret"), json::array({"bool", true}));
-    EXPECT_EQ(calls_of(doc, "retrieve-bridge-info")[1]->at("ret")[1]["MACAddresses"][0], "csv_string");
-    EXPECT_EQ(calls_of(doc, "retrieve-node-info")[1]->at("ret")[1]["MACAddress"],
-              json::array({"cstring", "00:1d:cd:58:a2:17"}));
-}
-
-TEST_F(Dump, EachTableIsReadFromTheChipOnce) {
-    Outcome r = run("--sim '" + example + "' dump moca0 --json");
-    ASSERT_EQ(r.status, 0) << r.err;
-    json doc = json::parse(r.out);
-    for(const auto& walk : table_walks) {
-        SCOPED_TRACE(walk.function);
-        auto calls = calls_of(doc, walk.function);
-        ASSERT_EQ(calls.size(), walk.calls);
-        for(size_t i = 0; i < calls.size(); ++i) {
-            EXPECT_EQ(calls[i]->at("args")["Id"], i + 1);
-            if(i > 0) {
-                EXPECT_TRUE(calls[i]->at("chip").empty()) << "Id " << i + 1 << " went to the chip";
-            }
-        }
-        EXPECT_EQ(doc["summary"]["functions"][walk.function]["calls"], walk.calls);
+    // clang-format off
+    EXPECT_EQ(runs, (std::vector<std::pair<std::string, size_t>>{{"is-present", 1}, {"is-available", 1},
+        {"create-moca-iface", 1}, {"retrieve-static-info", 1}, {"retrieve-cfg-info", 1}, {"retrieve-dyn-info", 1},
+        {"retrieve-stats-info", 1}, {"retrieve-qos-info", 1}, {"retrieve-node-info", 16}, {"retrieve-mesh-info", 256},
+        {"retrieve-bridge-info", 16}, {"retrieve-rlapm-number", 1}, {"retrieve-rlapm-info", 252},
+        {"retrieve-sapm-number", 1}, {"retrieve-sapm-info", 3}, {"retrieve-flow-info", 16},
+        {"destroy-moca-iface", 1}}));
+    // clang-format on
+    for(const auto& [function, calls] : runs) {
+        EXPECT_EQ(doc["summary"]["functions"][function]["calls"], calls) << function;
     }
-    // The flows were listed by the QoS report just before their walk.
-    EXPECT_FALSE(calls_of(doc, "retrieve-qos-info")[0]->at("chip").empty());
+
+    EXPECT_TRUE(holds(doc["summary"], {{"calls", doc["calls"].size()}, {"failed", 0}, {"chip_calls", chip_calls}}));
+    EXPECT_GT(doc["summary"]["elapsed_ms"].get<double>(), 0.0);
+
+    // Typed as the script protocol types them; the flows were listed by the QoS report
+    // just before their walk.
+    EXPECT_TRUE(holds(doc["calls"], json::parse(R"([
+        {"call": "is-present", "ret": ["bool", true]},
+        {"call": "retrieve-static-info", "ret": ["htable", {"MaxBitRate": ["uint32", 2500]}]},
+        {"call": "retrieve-stats-info", "ret": ["htable", {"BytesSent": ["uint64", 6012344587331]}]},
+        {"call": "retrieve-node-info", "ret": ["htable", {"MACAddress": ["cstring", "00:1d:cd:58:a2:17"]}]},
+        {"call": "retrieve-bridge-info", "ret": ["htable", {"MACAddresses": ["csv_string"]}]},
+        {"call": "retrieve-qos-info", "chip": [{"op": "ClnkLib_ListFlows"}, {"op": "ClnkLib_QueryFlow"}]}])")));
     EXPECT_EQ(doc["summary"]["functions"]["retrieve-flow-info"]["chip_calls"], 0);
 }
 
 TEST_F(Dump, TextShowsTheDataModelForPeople) {
-    Outcome r = run("--sim '" + example + "' dump moca0");
+    Outcome r = run(home + "dump moca0");
     ASSERT_EQ(r.status, 0) << r.err;
     auto lines = lines_of(r.out);
 
-    std::vector<std::string> headings;
+    std::vector<std::string> headings, wanted;
     for(const auto& l : lines) {
         EXPECT_LE(l.size(), 100u) << l;
         if(l.rfind("# MoCA.", 0) == 0) {
@@ -139,29 +82,24 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
             headings.push_back("Read in");
         }
     }
-    EXPECT_EQ(headings,
-              (std::vector<std::string>{"MoCA.Interface.moca0", "MoCA.Interface.moca0.Stats",
-                                        "MoCA.Interface.moca0.QoS", "MoCA.Interface.moca0.AssociatedDevice",
-                                        "MoCA.Interface.moca0.Mesh", "MoCA.Interface.moca0.Bridge",
-                                        "MoCA.Interface.moca0.Rlapm", "MoCA.Interface.moca0.Sapm", "Read in"}))
-        << r.out;
+    for(const char* table : {"", ".Stats", ".QoS", ".AssociatedDevice", ".Mesh", ".Bridge", ".Rlapm", ".Sapm"}) {
+        wanted.push_back(std::string("MoCA.Interface.moca0") + table);
+    }
+    wanted.push_back("Read in");
+    EXPECT_EQ(headings, wanted) << r.out;
 
+    // clang-format off
     const char* const expected[] = {
-        "MoCA interface moca0 (is-present true, is-available true)",
-        "MoCA.Interface.moca0.MaxBitRate 2500 Mbps",
-        "MoCA.Interface.moca0.CurrentOperFreq 1150 MHz",
+        "MoCA interface moca0 (is-present true, is-available true)", "MoCA.Interface.moca0.MaxBitRate 2500 Mbps",
+        "MoCA.Interface.moca0.CurrentOperFreq 1150 MHz", "MoCA.Interface.moca0.FreqCurrentMask \"\"",
         "MoCA.Interface.moca0.LinkUpTime 864312 s (10d 00h 05m 12s)",
-        "MoCA.Interface.moca0.FreqCurrentMask \"\"",
-        "MoCA.Interface.moca0.Stats.BytesSent 6012344587331",
-        "MoCA.Interface.moca0.QoS.IngressNumFlows 2",
+        "MoCA.Interface.moca0.Stats.BytesSent 6012344587331", "MoCA.Interface.moca0.QoS.IngressNumFlows 2",
         "MoCA.Interface.moca0.QoS.FlowStats.2.LeaseTimeLeft 2714 s",
         "MoCA.Interface.moca0.AssociatedDevice.2.PHYTxRate 1870 Mbps",
         "MoCA.Interface.moca0.AssociatedDevice.4.HighestVersion 1.1",
         // The mesh: header of the nodes in the network, then the rows of node 1 and of
         // node 4, asleep: no rate to or from it is a dead link.
-        "# zz: asleep, no rates measured: node 4 (M1)",
-        " tx \\ rx 0 1 2 3 4",
-        " 1 1856 - 1344 240 zz",
+        "# zz: asleep, no rates measured: node 4 (M1)", " tx \\ rx 0 1 2 3 4", " 1 1856 - 1344 240 zz",
         " 4 zz zz zz zz -",
         "MoCA.Interface.moca0.AssociatedDevice.5.PowerState m0Active (asleep: M1)",
         "MoCA.Interface.moca0.AssociatedDevice.4.PowerState m0Active",
@@ -171,6 +109,7 @@ TEST_F(Dump, TextShowsTheDataModelForPeople) {
         "MoCA.Interface.moca0.Sapm.3.PhyMargin 256 values: 60(x16) 36(x8) 12(x8) 0(x224)",
         "MoCA.Interface.moca0.Sapm.1.AggrRxPwrLevelThreshold 40 (-40 dBm)",
     };
+    // clang-format on
     for(const char* line : expected) {
         EXPECT_TRUE(has_line(lines, line)) << "missing: " << line;
     }
@@ -187,28 +126,26 @@ json full_network() {
         std::snprintf(text, sizeof(text), "02:00:00:00:%02x:%02x", node, n);
         return std::string(text);
     };
-    json nodes = json::object();
-    json bridged = json::array();
+    json nodes = json::object(), bridged = json::array();
     for(int i = 0; i < 16; ++i) {
         json p2p = json::object();
         for(int j = 0; j < 16; ++j) {
             p2p[std::to_string(j)] = {{"rateNper", 2000 + 10 * i + j}, {"rateVLper", 1900}};
         }
-        nodes[std::to_string(i)] = {
-            {"netInfo", {{"guid", mac(i, 0)}, {"mocaVer", "0x25"}}},
+        // clang-format off
+        nodes[std::to_string(i)] = {{"netInfo", {{"guid", mac(i, 0)}, {"mocaVer", "0x25"}}},
             {"rxProfiles", {{"18", {{"rxProfileValid", 1}, {"rxPhyrate", 2048}, {"rxPwrLevel", 60}}}}},
             {"fmr", {{"validInfo", 1}, {"p2p", p2p}}}};
+        // clang-format on
         for(int n = 1; n <= 12; ++n) {
             bridged.push_back({{"mac", mac(i, n)}, {"nodeId", i}});
         }
     }
-    json moca0 = {
-        {"present", true},
-        {"openable", true},
-        {"started", true},
+    // clang-format off
+    json moca0 = {{"present", true}, {"openable", true}, {"started", true},
         {"localInfo", {{"nodeId", 0}, {"linkStatus", 1}, {"networkMocaVer", "0x25"}, {"activeNodeBitmask", "0xffff"}}},
-        {"nodes", nodes},
-        {"bridgeTables", {{"ucastDst", bridged}}}};
+        {"nodes", nodes}, {"bridgeTables", {{"ucastDst", bridged}}}};
+    // clang-format on
     return {{"interfaces", {{"moca0", moca0}}}};
 }
 
@@ -230,13 +167,15 @@ TEST_F(Dump, AFullNetworkFitsAHundredColumns) {
 struct ChipFault {
     const char* what;
     const char* patch;
+    const char* ifname;
+    bool created; // and so tables follow
     std::vector<std::string> lines;
     const char* summary;
 };
 
+// clang-format off
 const ChipFault chip_faults[] = {
-    {"a chip that cannot be opened",
-     R"({"interfaces": {"moca0": {"openable": false}}})",
+    {"a chip that cannot be opened", R"({"interfaces": {"moca0": {"openable": false}}})", "moca0", true,
      {"MoCA interface moca0 (is-present true, is-available false)", "! retrieve-static-info: rc -2",
       "! moca0: ClnkLib_OpenByName failed with rc=-2 (mxl_static_info_retrieve)",
       "! retrieve-node-info Id=1: rc -2, the walk of this table stopped here",
@@ -244,40 +183,32 @@ const ChipFault chip_faults[] = {
       "# MoCA.Interface.moca0.Sapm (retrieve-sapm-number, retrieve-sapm-info not called)"},
      ": 15 calls, 11 failed, 12 logged errors, 15 chip calls"},
     {"a mesh that cannot be read and a node GUID lost to the flow listing",
-     R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})",
+     R"({"faults": [{"op": "ClnkLib_GetFmrInfo", "rc": -5}, {"op": "GetNetInfo", "skip": 2}]})", "moca0", true,
      {"! retrieve-mesh-info Id=1: rc -5, the walk of this table stopped here",
       "! moca0: ClnkLib_GetFmrInfo failed with rc=-5 (mxl_mesh_info_retrieve)", "! retrieve-qos-info: rc 0",
       "! ClnkLib_GetNetInfo failed on 1 ith rc=-1 (clnkqos_NFLIter_init)",
       // The tables after the mesh are read as usual.
       " 169-252 1 1400 MHz active 48 45 42 39 36 33 30 27 24 21 18 15 12 9 6 3 0(x68)"},
      ": 315 calls, 1 failed, 2 logged errors"},
+    // An interface that cannot be created ends the dump: no table follows.
+    {"a name too long", "{}", "moca0-with-a-long-name", false,
+     {"MoCA interface moca0-with-a-long-name (is-present false, is-available false)", "! create-moca-iface: rc -1"},
+     ": 3 calls, 1 failed"},
 };
+// clang-format on
 
 TEST_F(Dump, FailuresShowInlineAndTheDumpGoesOn) {
     for(const auto& fault : chip_faults) {
         SCOPED_TRACE(fault.what);
-        json scenario = json::parse(read(example));
-        scenario.merge_patch(json::parse(fault.patch));
-        write("faulty.json", scenario.dump());
-        Outcome r = run("--sim '" + path("faulty.json") + "' dump moca0");
+        Outcome r = run(patched_sim(fault.patch) + "dump " + fault.ifname);
         EXPECT_EQ(r.status, 1);
         auto lines = lines_of(r.out);
         for(const auto& line : fault.lines) {
             EXPECT_TRUE(has_line(lines, line)) << "missing: " << line << "\n" << r.out;
         }
         EXPECT_NE(r.out.find(fault.summary), std::string::npos) << r.out;
+        EXPECT_EQ(r.out.find("# MoCA.Interface") == std::string::npos, !fault.created) << r.out;
     }
-}
-
-TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
-    Outcome r = run("--sim '" + example + "' dump moca0-with-a-long-name");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("! create-moca-iface: rc -1"), std::string::npos) << r.out;
-    EXPECT_EQ(r.out.find("# MoCA.Interface"), std::string::npos);
-    EXPECT_NE(r.out.find("MoCA interface moca0-with-a-long-name (is-present false, is-available false)"),
-              std::string::npos)
-        << r.out;
-    EXPECT_NE(r.out.find(": 3 calls, 1 failed"), std::string::npos) << r.out;
 }
 
 } // namespace
@@ -285,15 +216,9 @@ TEST_F(Dump, AnInterfaceThatCannotBeCreatedEndsTheDump) {
 // On a board the variant library walks a table in hash order: the text rows
 // keep the documented order whatever order the tables come in.
 TEST_F(Dump, RowsKeepTheirOrderWhateverOrderTablesAreWalkedIn) {
-    auto without_timing = [](const std::string& out) {
-        std::string kept;
-        for(const auto& l : lines_of(out)) {
-            kept += l.rfind("# Read in", 0) == 0 ? "" : l + "\n";
-        }
-        return kept;
-    };
-    const std::string dump = "--sim '" + example + "' dump moca0";
-    const std::string cfg = "--sim '" + example + "' --create moca0 --json call retrieve-cfg-info InternalName=moca0";
+    auto without_timing = [](const std::string& out) { return std::regex_replace(out, std::regex("# Read in.*"), ""); };
+    const std::string dump = home + "dump moca0";
+    const std::string cfg = home + "--create moca0 --json call retrieve-cfg-info InternalName=moca0";
     Outcome normal = run(dump);
     setenv("MXL_TEST_HTABLE_ORDER", "reverse", 1);
     Outcome reversed = run(dump);

@@ -1,232 +1,128 @@
 // The built moca-host binary, run as a user would: a script end to end, and
 // the exit codes of "call".
-#include <sstream>
-#include <string>
-#include <vector>
-
-#include <nlohmann/json.hpp>
+#include <tuple>
 
 #include "host_binary.h"
 
-using json = nlohmann::ordered_json;
-
 namespace {
 
-// A two-node MoCA 2.5 network: this node 1, the coordinator 0.
-const char* const scenario = R"({"interfaces": {"moca0": {
-  "present": true, "openable": true, "started": true,
-  "localInfo": {"nodeId": 1, "ncNodeId": 0, "backupNodeId": 1, "linkStatus": 1, "networkState": 6,
-                "networkMocaVer": "0x25", "activeNodeBitmask": "0x3", "socVersionStr": "1.18.16"},
-  "config": {"preferredNcMode": 1, "lof16": 1150},
-  "phyMisc": {"currentOperatingFrequency": 1150},
-  "nodes": {
-    "0": {"netInfo": {"guid": "00:11:22:33:44:55", "mocaVer": "0x25"},
-          "fmr": {"validInfo": 1, "p2p": {"1": {"rateNper": 1800, "rateVLper": 1500}}}},
-    "1": {"netInfo": {"guid": "00:11:22:33:44:66", "mocaVer": "0x25"},
-          "fmr": {"validInfo": 1, "p2p": {"0": {"rateNper": 1700, "rateVLper": 1400}}}}
-  }}}})";
+const std::string home = std::string(MXL_EXAMPLES_DIR) + "/home-network.json";
 
-class HostBinary : public MocaHostRun {
-protected:
-    void SetUp() override {
-        MocaHostRun::SetUp();
-        write("scenario.json", scenario);
-    }
-};
-
-std::vector<json> lines_of(const std::string& text) {
-    std::vector<json> out;
-    std::istringstream in(text);
-    std::string line;
-    while(std::getline(in, line)) {
-        out.push_back(json::parse(line));
-    }
-    return out;
-}
-
-std::vector<std::string> keys_of(const json& object) {
-    std::vector<std::string> keys;
-    for(const auto& [key, value] : object.items()) {
-        (void) value;
-        keys.push_back(key);
-    }
-    return keys;
-}
-
-bool logged(const json& result, const std::string& msg, int level = -1) {
-    for(const auto& entry : result["log"]) {
-        if(entry["msg"] == msg && (level < 0 || entry["level"] == level)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool chip_called(const json& result, const std::string& op, const json& rc) {
-    for(const auto& call : result["chip"]) {
-        if(call["op"] == op && call["rc"] == rc) {
-            return true;
-        }
-    }
-    return false;
-}
-
-TEST_F(HostBinary, RunsAScriptLineByLine) {
+TEST_F(MocaHostRun, RunsAScriptLineByLine) {
+    const std::string moca0 = R"("args": {"InternalName": "moca0"})";
+    // Each line of the script, and what its answer holds (nullptr: an error, and the script goes on).
+    // clang-format off
+    const std::pair<std::string, const char*> steps[] = {
+        {R"({"sim": )" + json::parse(read(home)).dump() + "}", R"({"ok": true})"},
+        // create: the chip is tested through a handle that is closed again.
+        {R"({"call": "create-moca-iface", )" + moca0 + "}", R"({"rc": 0, "ret": ["null", null], "chip": [
+            {"op": "ClnkLib_OpenByName", "args": ["moca0"], "rc": 0}, {"op": "ClnkLib_Close", "rc": null}]})"},
+        {R"({"call": "retrieve-dyn-info", )" + moca0 + "}",
+         R"({"rc": 0, "ret": ["htable", {"Status": ["cstring", "Up"], "CurrentOperFreq": ["uint32", 1150]}]})"},
+        // No args and no ret reach the function as NULL.
+        {R"({"call": "retrieve-dyn-info"})",
+         R"({"rc": -1, "log": [{"msg": "Passed args is NULL", "level": 100, "mark": "x", "zone": "korvane"}]})"},
+        {R"({"call": "retrieve-dyn-info", "ret": false, )" + moca0 + "}", R"({"rc": -1, "ret": null, "log": []})"},
+        // An armed fault: the failing read's code comes back and the handle is closed.
+        {R"({"fault": {"op": "GetCdInfo", "rc": -7}})", R"({"ok": true})"},
+        {R"({"call": "retrieve-dyn-info", )" + moca0 + "}", R"({"rc": -7,
+            "chip": [{"op": "ClnkLib_GetCdInfo", "rc": -7}, {"op": "ClnkLib_Close", "rc": null}],
+            "log": [{"msg": "moca0: ClnkLib_GetCdInfo failed with rc=-7", "level": 100}]})"},
+        // A table read starts its cache timer; ten seconds on it fires.
+        {R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})",
+         R"({"rc": 0, "ret": ["htable", {"TxNodeIndex": ["uint32", 0], "TxRate": ["uint32", 1870]}]})"},
+        {R"({"advance": 10500})", R"({"log": [{"msg": "timer fired", "level": 400}]})"},
+        {"", nullptr}, {"   ", nullptr}, // blank lines are skipped: no answer
+        {R"({"call": "is-present", "loop": false, )" + moca0 + "}", R"({"ret": ["bool", true]})"},
+        {R"({"call": "no-such-function", "args": {}})", nullptr},
+        {"this is not json", nullptr},
+        {R"({"call": "is-present", "arg": {"InternalName": "moca0"}})", nullptr}, // a misspelt key is not ignored
+        {R"({"unload": true})", R"({"log": [{"msg": "Module stopped", "level": 300}]})"},
+        {R"({"call": "is-present", )" + moca0 + "}", nullptr}, // nothing loaded
+        {R"({"load": true})", R"({"log": [{"msg": "Module loaded", "level": 300}]})"},
+        // A fresh load has no records.
+        {R"({"call": "retrieve-dyn-info", )" + moca0 + "}",
+         R"({"rc": -1, "log": [{"msg": "Unable to find a mxl iface by name", "level": 100}]})"},
+        {R"({"sim_patch": {"interfaces": {"moca0": {"present": false}}}})", R"({"ok": true})"},
+        {R"({"call": "is-present", )" + moca0 + "}", R"({"ret": ["bool", false]})"},
+        {R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})", nullptr},
+        {R"({"advance": -1})", nullptr},
+    };
+    // clang-format on
     std::string script;
-    script += R"({"sim": )" + json::parse(scenario).dump() + "}\n";
-    script += R"({"call": "create-moca-iface", "args": {"InternalName": "moca0"}})"
-              "\n"; // 1
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 2
-    script += R"({"call": "retrieve-dyn-info"})"
-              "\n"; // 3
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}, "ret": false})"
-              "\n"; // 4
-    script += R"({"fault": {"op": "GetCdInfo", "rc": -7}})"
-              "\n"; // 5
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 6
-    script += R"({"call": "retrieve-mesh-info", "args": {"InternalName": "moca0", "Id": 2}})"
-              "\n"; // 7
-    script += R"({"advance": 10500})"
-              "\n"; // 8
-    script += "\n   \n";
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}, "loop": false})"
-              "\n"; // 9
-    script += R"({"call": "no-such-function", "args": {}})"
-              "\n";                 // 10
-    script += "this is not json\n"; // 11
-    script += R"({"call": "is-present", "arg": {"InternalName": "moca0"}})"
-              "\n"; // 12
-    script += R"({"unload": true})"
-              "\n"; // 13
-    script += R"({"call": "is-present", "args": {"InternalName": "moca0"}})"
-              "\n"; // 14
-    script += R"({"load": true})"
-              "\n"; // 15
-    script += R"({"call": "retrieve-dyn-info", "args": {"InternalName": "moca0"}})"
-              "\n"; // 16
+    std::vector<std::pair<std::string, const char*>> answered;
+    for(const auto& step : steps) {
+        script += step.first + "\n";
+        if(step.first.find_first_not_of(' ') != std::string::npos) {
+            answered.push_back(step);
+        }
+    }
     write("steps.jsonl", script);
-
     Outcome r = run("script '" + path("steps.jsonl") + "'");
     ASSERT_EQ(r.status, 0) << r.err;
-    std::vector<json> out = lines_of(r.out);
-    ASSERT_EQ(out.size(), 17u) << r.out;
+    EXPECT_EQ(run("script", path("steps.jsonl")).out, r.out) << "read from standard input";
+    std::vector<json> out;
+    for(const auto& line : lines_of(r.out)) {
+        out.push_back(json::parse(line));
+    }
+    ASSERT_EQ(out.size(), answered.size()) << r.out;
 
-    EXPECT_EQ(out[0], json::parse(R"({"ok": true})"));
-    for(size_t i : {1u, 2u, 3u, 4u, 6u, 7u, 9u, 14u, 16u}) {
-        if(out[i].contains("error")) {
-            continue;
-        }
-        EXPECT_EQ(keys_of(out[i]), (std::vector<std::string>{"rc", "ret", "log", "chip", "handles"})) << i;
-        EXPECT_EQ(out[i]["handles"], 0) << i;
-        for(const auto& entry : out[i]["log"]) {
-            EXPECT_EQ(keys_of(entry), (std::vector<std::string>{"level", "mark", "zone", "msg", "func", "line"}));
+    for(size_t i = 0; i < out.size(); ++i) {
+        const auto& [line, want] = answered[i];
+        const json& o = out[i];
+        SCOPED_TRACE(line.substr(0, 80) + "\n" + o.dump().substr(0, 2000));
+        EXPECT_EQ(o.contains("error"), want == nullptr);
+        EXPECT_TRUE(want == nullptr || holds(o, json::parse(want)));
+        if(o.contains("rc")) { // the answer to a call
+            EXPECT_EQ(keys_of(o), (std::vector<std::string>{"rc", "ret", "log", "chip", "handles"}));
+            EXPECT_EQ(o["handles"], 0);
+            for(const auto& entry : o["log"]) {
+                EXPECT_EQ(keys_of(entry), (std::vector<std::string>{"level", "mark", "zone", "msg", "func", "line"}));
+            }
+        } else if(o.contains("log")) { // advance, unload and load
+            EXPECT_EQ(keys_of(o), std::vector<std::string>{"log"});
         }
     }
-
-    // create: the chip is tested through a handle that is closed again.
-    EXPECT_EQ(out[1]["rc"], 0);
-    EXPECT_EQ(out[1]["ret"], json::parse(R"(["null", null])"));
-    ASSERT_FALSE(out[1]["chip"].empty());
-    EXPECT_EQ(out[1]["chip"][0], json::parse(R"({"op": "ClnkLib_OpenByName", "args": ["moca0"], "rc": 0})"));
-    EXPECT_TRUE(chip_called(out[1], "ClnkLib_Close", nullptr));
-
-    // A report: typed keys, in the module's order.
-    EXPECT_EQ(out[2]["rc"], 0);
-    EXPECT_EQ(out[2]["ret"][0], "htable");
-    EXPECT_EQ(out[2]["ret"][1]["Status"], json::parse(R"(["cstring", "Up"])"));
+    // Where order and absence matter.
+    EXPECT_EQ(out[1]["chip"][0]["op"], "ClnkLib_OpenByName");
     EXPECT_EQ(keys_of(out[2]["ret"][1]).front(), "Status");
-    EXPECT_EQ(out[2]["ret"][1]["CurrentOperFreq"], json::parse(R"(["uint32", 1150])"));
-
-    // No args and no ret reach the function as NULL.
-    EXPECT_EQ(out[3]["rc"], -1);
-    EXPECT_TRUE(logged(out[3], "Passed args is NULL", 100));
-    EXPECT_EQ(out[3]["log"][0]["mark"], "x");
-    EXPECT_EQ(out[3]["log"][0]["zone"], "korvane");
     EXPECT_TRUE(out[3]["chip"].empty());
-    EXPECT_EQ(out[4]["rc"], -1);
-    EXPECT_TRUE(out[4]["ret"].is_null());
     EXPECT_TRUE(out[4]["log"].empty());
-
-    // An armed fault: the failing read's code comes back and the handle is closed.
-    EXPECT_EQ(out[5], json::parse(R"({"ok": true})"));
-    EXPECT_EQ(out[6]["rc"], -7);
-    EXPECT_TRUE(chip_called(out[6], "ClnkLib_GetCdInfo", -7));
-    EXPECT_TRUE(chip_called(out[6], "ClnkLib_Close", nullptr));
-    EXPECT_TRUE(logged(out[6], "moca0: ClnkLib_GetCdInfo failed with rc=-7", 100));
-
-    // A table read starts its cache timer; ten seconds on it fires.
-    EXPECT_EQ(out[7]["rc"], 0);
-    EXPECT_EQ(out[7]["ret"][1]["TxNodeIndex"], json::parse(R"(["uint32", 0])"));
-    EXPECT_EQ(out[7]["ret"][1]["TxRate"], json::parse(R"(["uint32", 1800])"));
-    EXPECT_EQ(keys_of(out[8]), std::vector<std::string>{"log"});
-    EXPECT_TRUE(logged(out[8], "timer fired", 400));
-
-    EXPECT_EQ(out[9]["ret"], json::parse(R"(["bool", true])"));
-
-    // Lines that can't be carried out get an error and the script goes on.
-    EXPECT_TRUE(out[10].contains("error"));
-    EXPECT_TRUE(out[11].contains("error"));
-    EXPECT_TRUE(out[12].contains("error")); // a misspelt key is not ignored
-
-    EXPECT_EQ(keys_of(out[13]), std::vector<std::string>{"log"});
-    EXPECT_TRUE(logged(out[13], "Module stopped", 300));
-    EXPECT_TRUE(out[14].contains("error")); // nothing loaded
-    EXPECT_TRUE(logged(out[15], "Module loaded", 300));
-
-    // A fresh load has no records.
-    EXPECT_EQ(out[16]["rc"], -1);
-    EXPECT_TRUE(logged(out[16], "Unable to find a mxl iface by name", 100));
 }
 
-TEST_F(HostBinary, ScriptReportsABadScenarioAndGoesOn) {
-    write("steps.jsonl", R"({"sim": {"interfaces": {"moca0": {"localInfo": {"nodeId": "nope"}}}}})"
-                         "\n"
-                         R"({"sim_patch": {"interfaces": {"moca0": {"started": false}}}})"
-                         "\n"
-                         R"({"advance": -1})"
-                         "\n");
-    Outcome r = run("script", path("steps.jsonl"));
-    ASSERT_EQ(r.status, 0) << r.err;
-    std::vector<json> out = lines_of(r.out);
-    ASSERT_EQ(out.size(), 3u) << r.out;
-    EXPECT_TRUE(out[0].contains("error"));
-    EXPECT_TRUE(out[2].contains("error"));
-}
-
-struct CallCase {
-    const char* name;
-    std::string args;
-    int status;
-    const char* in_out; // text expected on standard output
-    const char* in_err; // text expected on standard error
-};
-
-TEST_F(HostBinary, CallExitsWithTheResultOrAUsageError) {
-    const std::string sim = "--sim '" + path("scenario.json") + "' ";
-    const std::vector<CallCase> cases = {
-        {"no command", "", 2, "", "usage:"},
-        {"no function", "call", 2, "", "usage:"},
-        {"unknown option", "--frobnicate call is-present", 2, "", "unknown option"},
-        {"not KEY=VALUE", "call is-present moca0", 2, "", "usage:"},
-        {"script with --json", "--json script", 2, "", "usage:"},
-        {"script with --trace", "--trace 400 script", 2, "", "usage:"},
-        {"bad typed value", sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
-        {"unknown function", sim + "call no-such-function", 2, "", "no-such-function"},
-        {"help", "--help", 0, "usage:", ""},
-        {"present", sim + "call is-present InternalName=moca0", 0, "bool", ""},
-        {"no record", sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1",
-         "Unable to find a mxl iface by name"},
-        {"created first", sim + "--create moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
-        {"json", sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
+// The exit status and message of each command, and of its usage errors.
+TEST_F(MocaHostRun, CommandsExitWithTheResultOrAUsageError) {
+    const std::string sim = example_sim("home-network");
+    // clang-format off
+    // arguments, exit status, text expected on standard output and on standard error
+    const std::tuple<std::string, int, const char*, const char*> cases[] = {
+        {"", 2, "", "usage:"},
+        {"--frobnicate call is-present", 2, "", "unknown option"},
+        {sim + "call retrieve-node-info InternalName=moca0 Id:uint8=300", 2, "", "out of range"},
+        {sim + "call no-such-function", 2, "", "no-such-function"},
+        {"--help", 0, "usage:", ""},
+        {sim + "call is-present InternalName=moca0", 0, "bool", ""},
+        {sim + "call retrieve-dyn-info InternalName=moca0", 1, "rc -1", "Unable to find a mxl iface by name"},
+        {sim + "--create=moca0 call retrieve-dyn-info InternalName=moca0", 0, "steadyState", ""},
+        {sim + "--create moca0 --json call retrieve-static-info InternalName=moca0", 0,
          R"("HighestVersion":["cstring","2.5"])", ""},
+        // health, report and check grade the network 0, 1 or 2: what keeps them from judging is 3.
+        {"report moca0 --json", 3, "", "usage:"},
+        {"--frobnicate health moca0", 3, "", "usage:"},
+        {"--sim health dump", 2, "", "usage:"},
+        {"check moca0 moca1", 3, "", "usage:"},
+        {"dump moca0 --write", 2, "", "usage:"},
+        {"--sim /nonexistent.json health moca0", 3, "", ""},
+        {"health moca0", 2, "is not present", ""},
+        {sim + "report moca0 -o /nonexistent/x.html", 3, "", ""},
     };
-    for(const auto& c : cases) {
-        Outcome r = run(c.args);
-        EXPECT_EQ(r.status, c.status) << c.name << "\n" << r.out << r.err;
-        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << c.name << "\n" << r.out;
-        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << c.name << "\n" << r.err;
+    // clang-format on
+    for(const auto& [args, status, in_out, in_err] : cases) {
+        SCOPED_TRACE(args);
+        Outcome r = run(args);
+        EXPECT_EQ(r.status, status) << r.out << r.err;
+        EXPECT_NE(r.out.find(in_out), std::string::npos) << r.out;
+        EXPECT_NE(r.err.find(in_err), std::string::npos) << r.err;
     }
 }
 

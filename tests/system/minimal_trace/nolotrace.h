@@ -1,11 +1,6 @@
 /* A trace library with only what a board's is known to offer: noloTrace,
  * noloTraceZ and the level numbers. */
-#ifndef NOLOTRACE_H
-#define NOLOTRACE_H
-
-#ifdef __cplusplus
-extern "C" {
-#endif
+#pragma once
 
 #define TRACE_LEVEL_ERROR 100
 #define TRACE_LEVEL_WARNING 200
@@ -14,11 +9,11 @@ extern "C" {
 #define TRACE_LEVEL_INFO 400
 #define TRACE_LEVEL_DEBUG 500
 
+#ifdef __cplusplus
+extern "C" {
+#endif
 void noloTrace(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void noloTraceZ(int level, const char* zone, const char* format, ...) __attribute__((format(printf, 3, 4)));
-
 #ifdef __cplusplus
 }
-#endif
-
 #endif
