@@ -310,57 +310,54 @@ const char* text_of(const amxc_var_t* var) {
     return var->data.s != nullptr ? var->data.s : "";
 }
 
-json to_json(const amxc_var_t* var, bool typed);
+json to_json(const amxc_var_t* var);
 
-json wrap(const std::string& label, json value, bool typed) {
-    if(!typed) {
-        return value;
-    }
+json wrap(const std::string& label, json value) {
     json out = json::array();
     out.push_back(label);
     out.push_back(std::move(value));
     return out;
 }
 
-json to_json(const amxc_var_t* var, bool typed) {
+json to_json(const amxc_var_t* var) {
     if(var == nullptr) {
         return nullptr;
     }
     const std::string label = variant_type_label(var);
     switch(amxc_var_type_of(var)) {
-        case AMXC_VAR_ID_NULL: return wrap(label, nullptr, typed);
+        case AMXC_VAR_ID_NULL: return wrap(label, nullptr);
         case AMXC_VAR_ID_CSTRING:
         case AMXC_VAR_ID_CSV_STRING:
-        case AMXC_VAR_ID_SSV_STRING: return wrap(label, text_of(var), typed);
-        case AMXC_VAR_ID_BOOL: return wrap(label, var->data.b, typed);
-        case AMXC_VAR_ID_INT8: return wrap(label, static_cast<int64_t>(var->data.i8), typed);
-        case AMXC_VAR_ID_INT16: return wrap(label, static_cast<int64_t>(var->data.i16), typed);
-        case AMXC_VAR_ID_INT32: return wrap(label, static_cast<int64_t>(var->data.i32), typed);
-        case AMXC_VAR_ID_INT64: return wrap(label, var->data.i64, typed);
-        case AMXC_VAR_ID_UINT8: return wrap(label, static_cast<uint64_t>(var->data.ui8), typed);
-        case AMXC_VAR_ID_UINT16: return wrap(label, static_cast<uint64_t>(var->data.ui16), typed);
-        case AMXC_VAR_ID_UINT32: return wrap(label, static_cast<uint64_t>(var->data.ui32), typed);
-        case AMXC_VAR_ID_UINT64: return wrap(label, var->data.ui64, typed);
-        case AMXC_VAR_ID_DOUBLE: return wrap(label, var->data.d, typed);
-        case AMXC_VAR_ID_FD: return wrap(label, static_cast<int64_t>(var->data.fd), typed);
+        case AMXC_VAR_ID_SSV_STRING: return wrap(label, text_of(var));
+        case AMXC_VAR_ID_BOOL: return wrap(label, var->data.b);
+        case AMXC_VAR_ID_INT8: return wrap(label, static_cast<int64_t>(var->data.i8));
+        case AMXC_VAR_ID_INT16: return wrap(label, static_cast<int64_t>(var->data.i16));
+        case AMXC_VAR_ID_INT32: return wrap(label, static_cast<int64_t>(var->data.i32));
+        case AMXC_VAR_ID_INT64: return wrap(label, var->data.i64);
+        case AMXC_VAR_ID_UINT8: return wrap(label, static_cast<uint64_t>(var->data.ui8));
+        case AMXC_VAR_ID_UINT16: return wrap(label, static_cast<uint64_t>(var->data.ui16));
+        case AMXC_VAR_ID_UINT32: return wrap(label, static_cast<uint64_t>(var->data.ui32));
+        case AMXC_VAR_ID_UINT64: return wrap(label, var->data.ui64);
+        case AMXC_VAR_ID_DOUBLE: return wrap(label, var->data.d);
+        case AMXC_VAR_ID_FD: return wrap(label, static_cast<int64_t>(var->data.fd));
         case AMXC_VAR_ID_HTABLE: {
             json object = json::object();
             for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
                 const char* key = amxc_var_key(child);
-                object[key != nullptr ? key : ""] = to_json(child, typed);
+                object[key != nullptr ? key : ""] = to_json(child);
             }
-            return wrap(label, std::move(object), typed);
+            return wrap(label, std::move(object));
         }
         case AMXC_VAR_ID_LIST: {
             json array = json::array();
             for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
-                array.push_back(to_json(child, typed));
+                array.push_back(to_json(child));
             }
-            return wrap(label, std::move(array), typed);
+            return wrap(label, std::move(array));
         }
         default:
             // A type that this host does not print (timestamp, custom): its name only.
-            return wrap(label, nullptr, typed);
+            return wrap(label, nullptr);
     }
 }
 
@@ -435,11 +432,7 @@ bool parse_integer_text(std::string_view text, json* out) {
 }
 
 json variant_to_typed_json(const amxc_var_t* var) {
-    return to_json(var, true);
-}
-
-json variant_to_plain_json(const amxc_var_t* var) {
-    return to_json(var, false);
+    return to_json(var);
 }
 
 bool json_to_variant(const json& in, amxc_var_t* var, std::string* err) {

@@ -25,9 +25,6 @@ using json = nlohmann::ordered_json;
 // [TYPE, VALUE]; a NULL pointer gives JSON null.
 json variant_to_typed_json(const amxc_var_t* var);
 
-// The same value without type tags (htable -> object, list -> array).
-json variant_to_plain_json(const amxc_var_t* var);
-
 // Fills *var from the argument form. On failure returns false, sets *err
 // (with the JSON path of the offending value) and leaves *var null.
 bool json_to_variant(const json& in, amxc_var_t* var, std::string* err);

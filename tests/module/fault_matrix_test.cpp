@@ -4,9 +4,7 @@
 // run is checked against the outcome the module documents for that failure
 // (the expectation table below): result code, error lines, what the result
 // holds, no handle left open, the chip unchanged, what the next clean call
-// does, and every record handed to the chip library starts zeroed. The flow
-// listing's retry paths (flow codes, retry budgets, change detection) have a
-// table of their own.
+// does, and every record handed to the chip library starts zeroed.
 #include <dlfcn.h>
 #include <sys/time.h>
 
@@ -510,114 +508,6 @@ TEST_P(FaultMatrix, EveryChipCallFails) {
     std::cout << "[ matrix   ] " << GetParam().name << ": " << total << " injected points\n" << table.str();
     EXPECT_EQ(g_unclean, strings{}) << "records handed to the chip library not zeroed";
 }
-
-// ---- the flow listing's retry paths ----------------------------------------------------------
-
-// Every flow code the chip can answer, named or not.
-const uint32_t FLOW_CODES[] = {0,  1,  8,  9,  12, 16, 20, 28, 32, 36, 37, 38,  40,  41,  42,  44,  48,
-                               52, 56, 60, 64, 66, 68, 80, 84, 88, 92, 96, 100, 104, 108, 112, 116, 0xFFFFFFFF};
-
-struct FlowCase {
-    std::string name;
-    ojson fault;
-    int extra_lists;   // ClnkLib_ListFlows calls beyond the clean listing's
-    int extra_queries; // ClnkLib_QueryFlow calls beyond the clean listing's
-    strings errors;
-    bool node0_dropped; // node 0 (the local node) ends without flows
-    bool completes;     // the listing ends normally: the table is fresh
-};
-
-void PrintTo(const FlowCase& c, std::ostream* os) {
-    *os << c.name;
-}
-
-// Node 0 (local, 2 flows), node 1 (34 flows: two batches), node 2 (2 flows).
-std::vector<FlowCase> flow_cases() {
-    const ojson list = {{"op", "ClnkLib_ListFlows"}}, query = {{"op", "ClnkLib_QueryFlow"}};
-    auto with = [](ojson f, const ojson& more) { return f.update(more), f; };
-    const strings timed_out = {"6 retries exausted. retval:0 flowCode:0x8 (FLOWCODE_TIMEOUT)"};
-    std::vector<FlowCase> out;
-    // clang-format off
-    for(uint32_t code : FLOW_CODES) {
-        const bool ok = (code == 1);
-        // One list answer with this code on the first batch of node 0: success
-        // is used, "not PQoS capable" ends the node, everything else is retried.
-        out.push_back({"List" + std::to_string(code), with(list, {{"rc", 0}, {"flowCode", code}}), (ok || code == 12) ? 0 : 1, 0, {}, code == 12, true});
-        // One query answer with this code: anything but success is asked again.
-        out.push_back({"Query" + std::to_string(code), with(query, {{"rc", 0}, {"flowCode", code}}), 0, ok ? 0 : 1, {}, false, true});
-    }
-    const std::vector<FlowCase> paths = {
-        {"ListFailsFiveTimes", with(list, {{"times", 5}, {"rc", -7}}), 5, 0, {}, false, true},
-        {"ListFailsSixTimes", with(list, {{"times", 6}, {"rc", -7}}), 5, 0, {"6 retries exausted. retval:-7 flowCode:0x14 (FLOWCODE_INTERNAL_ERROR)"}, true, true},
-        {"ListTimesOutSixTimes", with(list, {{"times", 6}, {"rc", 0}, {"flowCode", 8}}), 5, 0, timed_out, true, true},
-        // Ids in an answer that is not a success are never used.
-        {"ListTimesOutSixTimesWithIds", with(list, {{"times", 6}, {"rc", 0}, {"flowCode", 8}, {"set", {{"numReturnedFlowIds", 2}}}}), 5, 0, timed_out, true, true},
-        {"QueryFailsFiveTimes", with(query, {{"times", 5}, {"rc", 9}}), 0, 5, {}, false, true},
-        {"QueryFailsSixTimes", with(query, {{"times", 6}, {"rc", 9}}), 0, 0, {"Too many fail- last retval:9 flowCode:0x60 (FLOWCODE_DRIVER_ERROR)"}, false, false},
-        // The change counter moves: between node 1's two batches the node ends
-        // (its first 32 ids are kept); a node listed in one batch has nothing to compare.
-        {"ChangedBetweenBatches", with(list, {{"skip", 2}, {"rc", 0}, {"flowUpdateCountDelta", 1}}), 0, 0, {"Detected flows changed in mid op, 3 != 4, aborting."}, false, true},
-        {"ChangedOnAnOnlyBatch", with(list, {{"skip", 3}, {"rc", 0}, {"flowUpdateCountDelta", 1}}), 0, 0, {}, false, true},
-    };
-    // clang-format on
-    out.insert(out.end(), paths.begin(), paths.end());
-    return out;
-}
-
-class FlowPaths : public ModuleTest, public ::testing::WithParamInterface<FlowCase> {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        sim(network(3, "0x25", 2, 34));
-        create("moca0");
-    }
-    // The flow ids of the table, slot by slot, served from the cache.
-    strings walk() {
-        strings ids;
-        for(uint32_t id = 1; id <= 16; id++) {
-            Outcome out = call("retrieve-flow-info", {{"InternalName", "moca0"}, {"Id", id}});
-            EXPECT_TRUE(out.chip.empty());
-            ids.push_back(out.value("FlowID").get<std::string>());
-        }
-        return ids;
-    }
-};
-
-TEST_P(FlowPaths, ListingOutcome) {
-    const FlowCase& c = GetParam();
-    const Outcome clean = call("retrieve-qos-info", {{"InternalName", "moca0"}});
-    const strings clean_table = walk();
-    advance(10001);
-
-    fault(c.fault);
-    Outcome out = call("retrieve-qos-info", {{"InternalName", "moca0"}});
-    clnksim::clear_faults();
-    EXPECT_EQ(out.rc, 0);
-    EXPECT_EQ(out.errors(), c.errors);
-    EXPECT_EQ(out.handles, 0);
-    EXPECT_EQ(out.chip_ops().back(), "ClnkLib_Close");
-    if(c.completes) {
-        EXPECT_EQ(static_cast<int>(out.count_op("ClnkLib_ListFlows")),
-                  static_cast<int>(clean.count_op("ClnkLib_ListFlows")) + c.extra_lists);
-        EXPECT_EQ(static_cast<int>(out.count_op("ClnkLib_QueryFlow")),
-                  static_cast<int>(clean.count_op("ClnkLib_QueryFlow")) + c.extra_queries);
-        strings expected = clean_table;
-        if(c.node0_dropped) {
-            // Node 0's two flows are missing: the others move up two slots.
-            expected.erase(expected.begin(), expected.begin() + 2);
-            expected.push_back(mac(0x81, 14));
-            expected.push_back(mac(0x81, 15));
-        }
-        EXPECT_EQ(walk(), expected);
-        EXPECT_EQ(out.value("IngressNumFlows"), c.node0_dropped ? 0 : 2);
-    } else {
-        // Abandoned: the table is stale and the next request lists again.
-        EXPECT_EQ(call("retrieve-qos-info", {{"InternalName", "moca0"}}).chip_ops(), clean.chip_ops());
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Flows, FlowPaths, ::testing::ValuesIn(flow_cases()),
-                         [](const auto& info) { return info.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(Networks, FaultMatrix, ::testing::ValuesIn(scenarios()),
                          [](const auto& info) { return std::string(info.param.name); });
