@@ -359,6 +359,9 @@ INSTANTIATE_TEST_SUITE_P(Flows, FlowListingLines, ::testing::Values(
     ListingCase{"FirstBatchFailCode", {list_fault(0, 1, 0, 16)},
                 {answer(0, "FLOWCODE_UNKNOWN(0x10)", 5, 34, 0), "  List fail, flowCode 0x10 (FLOWCODE_UNKNOWN)", FIRST_OK,
                  answer(0, "FLOWCODE_SUCCESS(0x1)", 5, 34, 2)}, {}},
+    // "Not PQoS capable" ends the node, even with ids in the answer.
+    ListingCase{"NotCapableWithIds", {{{"op", "ListFlows"}, {"rc", 0}, {"flowCode", 12}, {"set", {{"numReturnedFlowIds", 32}}}}},
+                {answer(0, "FLOWCODE_QOS_UNAVAIL(0xc)", 5, 34, 32), "  M1.0 node NOT PQOS capable, IngressID=00:11:22:33:44:00"}, {}},
     ListingCase{"UnnamedCodeSpent", {list_fault(0, 6, 0, 9)},
                 strings{answer(0, "(0x9)", 5, 34, 0), "  List fail, flowCode 0x9 ()"} * 6, {"6 retries exausted. retval:0 flowCode:0x9 ()"}},
     ListingCase{"ChangedBetweenBatches", {{{"op", "ListFlows"}, {"skip", 1}, {"rc", 0}, {"flowUpdateCountDelta", 1}}},

@@ -346,11 +346,15 @@ TEST_F(FrameTest, LinesCarryTheFrame) {
     EXPECT_EQ(error.zone, "korvane");
     EXPECT_EQ(error.mark, "x");
     EXPECT_EQ(error.func, "mxl_iface_destroy");
-    // Lines logged on behalf of a caller name its file without directories too.
-    create("moca0");
+    // Lines logged on behalf of a caller carry their level's mark and name their
+    // file without directories too.
+    const Outcome created = call("create-moca-iface", ojson{{"InternalName", "moca0"}});
     fault({{"op", "GetLocalInfo"}, {"rc", -5}});
-    for(const LogLine& l : call("retrieve-static-info", ojson{{"InternalName", "moca0"}}).log) {
-        EXPECT_EQ(l.line.find('/'), std::string::npos) << l.line;
+    for(const Outcome& out : {created, call("retrieve-static-info", ojson{{"InternalName", "moca0"}})}) {
+        for(const LogLine& l : out.log) {
+            EXPECT_EQ(l.mark, host::mark_for_level(l.level)) << l.line;
+            EXPECT_EQ(l.line.find('/'), std::string::npos) << l.line;
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 // Interface status against the simulated chip: static and dynamic information,
 // statistics, presence and availability.
+#include <algorithm>
+
 #include "mxl_test_env.h"
 
 using namespace mxltest;
@@ -53,6 +55,7 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
         strings ops;
         const char* args; // of the chip calls, in order
         const char* ret;
+        const char* request; // the info line naming the interface, after the open
     };
     const Case cases[] = {
         {"retrieve-static-info",
@@ -65,7 +68,8 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
              "SupportedEgressPqosFlows": ["uint32", 0], "HighestVersion": ["cstring", "2.5"],
              "FreqCapabilityMask": ["cstring", ""], "NetworkTabooMask": ["cstring", "0000000000FF0000"],
              "TxBcastPowerReduction": ["uint32", 3], "QAM256Capable": ["bool", false], "AvbSupport": ["bool", false],
-             "PacketAggregationCapability": ["uint32", 0]})"},
+             "PacketAggregationCapability": ["uint32", 0]})",
+         "Get static data for moca0"},
         {"retrieve-dyn-info",
          {OPEN, "ClnkLib_GetLocalInfo", "ClnkLib_GetClnkCfgV2", "ClnkLib_GetPhyMisc", "ClnkLib_GetPhyTxProfile",
           "ClnkLib_GetCdInfo", CLOSE},
@@ -79,7 +83,8 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
              "LmoNodeID": ["uint32", 3], "NetworkState": ["cstring", "steadyState"],
              "PrimaryChannelOffset": ["int32", -25], "SecondaryChannelOffset": ["int32", 25],
              "ResetReason": ["cstring", "MXL MoCA Reset reason code: 3 / 0x1f"], "NcVersion": ["cstring", ""],
-             "LinkState": ["cstring", "000000"]})"},
+             "LinkState": ["cstring", "000000"]})",
+         "get dyn data for moca0"},
         // Counters arrive with their halves exchanged; per-node sums are cut to 32 bits.
         {"retrieve-stats-info",
          {OPEN, "ClnkLib_GetDataStats", CLOSE},
@@ -91,7 +96,8 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
              "MulticastPacketsReceived": ["uint64", 16], "MulticastPacketsSent": ["uint64", 6],
              "PacketsReceived": ["uint64", 2000], "PacketsSent": ["uint64", 1000],
              "UnicastPacketsReceived": ["uint64", 48], "UnicastPacketsSent": ["uint64", 31],
-             "UnknownProtoPacketsReceived": ["uint32", 0]})"},
+             "UnknownProtoPacketsReceived": ["uint32", 0]})",
+         nullptr},
     };
     for(const Case& c : cases) {
         SCOPED_TRACE(c.function);
@@ -105,6 +111,8 @@ TEST_F(StatusTest, ReportsHoldEveryKeyInOrder) {
                 args.push_back(chip_call.args);
             }
             EXPECT_EQ(args, nlohmann::json::parse(c.args));
+            const strings infos = out.messages(TRACE_LEVEL_INFO);
+            EXPECT_EQ(std::count(infos.begin(), infos.end(), c.request ? c.request : ""), c.request ? 1 : 0);
             EXPECT_TRUE(out.errors().empty());
             EXPECT_EQ(out.handles, 0);
         }
