@@ -13,27 +13,12 @@
 
 namespace fuzzenv {
 
+// clang-format off
 enum class Fn : unsigned {
-    create,
-    destroy,
-    set_cfg,
-    cfg,
-    static_info,
-    dyn,
-    qos,
-    flow,
-    rlapm_number,
-    rlapm,
-    sapm_number,
-    sapm,
-    node,
-    mesh,
-    bridge,
-    stats,
-    is_available,
-    is_present,
-    count
+    create, destroy, set_cfg, cfg, static_info, dyn, qos, flow, rlapm_number, rlapm, sapm_number, sapm, node, mesh,
+    bridge, stats, is_available, is_present, count
 };
+// clang-format on
 const char* fn_name(Fn fn);
 
 // Loads the module and sets the virtual clock and the trace sink, once. The
