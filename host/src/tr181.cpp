@@ -6,6 +6,7 @@
 #include <cctype>
 #include <limits>
 #include <map>
+#include <set>
 
 namespace host::tr181 {
 
@@ -288,13 +289,13 @@ std::string mapping_doc(const json& parameters) {
         "Parameters relative to `Device.MoCA.Interface.{i}.`; the unit is the published value's.\n\n"
         "| Function | Result key | Parameter | Unit | Conversion |\n|---|---|---|---|---|\n";
     std::string extensions;
-    std::map<std::string, bool> supplied;
+    std::set<std::string> supplied;
     for(const Row& r : rows()) {
         if(r.conv == Conv::extension) {
             extensions += "| " + std::string(r.function) + " | " + r.key + " | " + r.unit + " |\n";
             continue;
         }
-        supplied[r.param] = true;
+        supplied.insert(r.param);
         doc += "| " + std::string(r.function) + " | " + r.key + " | " + r.param + " | " + r.unit + " | " + rule(r) +
                " |\n";
     }

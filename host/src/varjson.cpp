@@ -310,8 +310,6 @@ const char* text_of(const amxc_var_t* var) {
     return var->data.s != nullptr ? var->data.s : "";
 }
 
-json to_json(const amxc_var_t* var);
-
 json wrap(const std::string& label, json value) {
     json out = json::array();
     out.push_back(label);
@@ -319,7 +317,9 @@ json wrap(const std::string& label, json value) {
     return out;
 }
 
-json to_json(const amxc_var_t* var) {
+} // namespace
+
+json variant_to_typed_json(const amxc_var_t* var) {
     if(var == nullptr) {
         return nullptr;
     }
@@ -344,14 +344,14 @@ json to_json(const amxc_var_t* var) {
             json object = json::object();
             for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
                 const char* key = amxc_var_key(child);
-                object[key != nullptr ? key : ""] = to_json(child);
+                object[key != nullptr ? key : ""] = variant_to_typed_json(child);
             }
             return wrap(label, std::move(object));
         }
         case AMXC_VAR_ID_LIST: {
             json array = json::array();
             for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
-                array.push_back(to_json(child));
+                array.push_back(variant_to_typed_json(child));
             }
             return wrap(label, std::move(array));
         }
@@ -360,8 +360,6 @@ json to_json(const amxc_var_t* var) {
             return wrap(label, nullptr);
     }
 }
-
-} // namespace
 
 std::string variant_type_label(const amxc_var_t* var) {
     amxc_var_type_id_t id = amxc_var_type_of(var);
@@ -429,10 +427,6 @@ bool parse_integer_text(std::string_view text, json* out) {
     }
     *out = -static_cast<int64_t>(magnitude - 1) - 1;
     return true;
-}
-
-json variant_to_typed_json(const amxc_var_t* var) {
-    return to_json(var);
 }
 
 bool json_to_variant(const json& in, amxc_var_t* var, std::string* err) {
