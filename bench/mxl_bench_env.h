@@ -9,12 +9,11 @@
 #include <string>
 
 #include <amxc/amxc.h>
-#include <amxhost/amxhost.h>
 #include <amxp/amxp_timer.h>
 #include <clnksim.h>
 #include <nolotrace.h>
-#include <timerclock/timerclock.h>
 
+#include "eventloop.h"
 #include "module.h"
 #include "mxl_test_env.h"
 
@@ -27,7 +26,7 @@ inline void discard(int, const char*, const char*, void*) {}
 // One registered function called the way a host does, reusing its variants.
 class Caller {
 public:
-    explicit Caller(const char* fn) : cb_(amxhost_get_callback(host::module_alias, host::module_namespace, fn)) {
+    explicit Caller(const char* fn) : cb_(host::registered_callback(fn)) {
         amxc_var_init(&args_);
         amxc_var_init(&ret_);
         amxc_var_set_type(&args_, AMXC_VAR_ID_HTABLE);
@@ -63,9 +62,7 @@ inline void set_trace(bool info_lines) {
 // Lets every cached table's 10 s run out, as the host's event loop would, and
 // starts a fresh chip call log.
 inline void expire() {
-    timerclock_advance_ms(10001);
-    amxp_timers_calculate();
-    amxp_timers_check();
+    host::advance_virtual_clock(10001);
     clnksim::clear_calls();
 }
 
@@ -78,7 +75,7 @@ inline void per_iteration(benchmark::State& state, const char* name, size_t tota
 inline int run(int argc, char** argv, const ojson& scenario) {
     benchmark::Initialize(&argc, argv);
     clnksim::reset();
-    timerclock_use_virtual(true);
+    host::use_virtual_clock(true);
     std::string err;
     if(!mxltest::load_module() || !clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) {
         fprintf(stderr, "cannot set up the module: %s\n", err.c_str());
