@@ -76,6 +76,12 @@ function(mxl_tp_archive name out)
       message(FATAL_ERROR "${file} not found (MXL_DEPS_DIR=${MXL_DEPS_DIR})")
     endif()
   else()
+    # Only the GitLab archive form is known; libubox and ubus live in OpenWrt's
+    # git at a commit, which offers no archive with a stable checksum: they need
+    # MXL_DEPS_DIR.
+    if(NOT c_REPO MATCHES "^https://gitlab.com/")
+      message(FATAL_ERROR "${name}: no downloadable archive of ${c_REPO} at ${c_TAG}; set MXL_DEPS_DIR to a folder of the archives")
+    endif()
     get_filename_component(base ${c_ARCHIVE} NAME)
     set(file ${MXL_TP_ROOT}/downloads/${base})
     string(REGEX REPLACE "\\.tar\\.gz$" "" dir ${base})
@@ -115,8 +121,9 @@ function(mxl_tp_build name)
   cmake_host_system_information(RESULT jobs QUERY NUMBER_OF_LOGICAL_CORES)
   if(c_BUILD STREQUAL "amx")
     # The makefiles add their own flags to CFLAGS/LDFLAGS from the environment.
+    # libubox and ubus install into usr/lib, the libamx libraries into usr/lib/<multiarch>.
     set(env ${CMAKE_COMMAND} -E env CC=${CMAKE_C_COMPILER} "CFLAGS=-I${MXL_TP_INCLUDE}"
-      "LDFLAGS=-L${MXL_TP_LIBDIR}" STAGINGDIR=${MXL_TP_STAGE})
+      "LDFLAGS=-L${MXL_TP_LIBDIR} -L${MXL_TP_STAGE}/usr/lib -Wl,-rpath-link,${MXL_TP_LIBDIR}" STAGINGDIR=${MXL_TP_STAGE})
     set(vars RAW_VERSION=${c_TAG} STAGINGDIR=${MXL_TP_STAGE})
     mxl_tp_run("build of ${name}" ${log} ${env} make -C ${src}/${dir} -j${jobs} ${vars})
     mxl_tp_run("install of ${name}" ${log}.install ${env} make -C ${src}/${dir} install DEST=${MXL_TP_STAGE} ${vars})
