@@ -194,6 +194,7 @@ int main(int argc, char** argv) {
             if(o.table) {
                 body += pad + "    counted with " + o.name + "NumberOfEntries;\n";
             }
+            body += pad + "    on action write call moca_write_object;\n";
             for(const std::string& l : o.lines) {
                 std::string indented = pad + "    ";
                 for(char c : l) {
@@ -237,6 +238,7 @@ int main(int argc, char** argv) {
            "    %read-only object MoCA {\n"
            "        %read-only object Interface[] {\n"
            "            counted with InterfaceNumberOfEntries;\n"
+           "            on action write call moca_write_object;\n"
         << iface << body
         << "        }\n"
            "    }\n"

@@ -41,11 +41,14 @@
 
 /* What the ODL names (the runtime looks them up with a leading underscore):
  * the entry point and the actions. */
+#define MOCA_ACTION(name)                                                                                             \
+    MOCA_EXPORT amxd_status_t name(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,                  \
+                                   const amxc_var_t* const args, amxc_var_t* const retval, void* priv)
 MOCA_EXPORT int _moca_main(int reason, amxd_dm_t* dm, amxo_parser_t* parser);
-MOCA_EXPORT amxd_status_t _moca_write_setting(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,
-                                             const amxc_var_t* const args, amxc_var_t* const retval, void* priv);
-MOCA_EXPORT amxd_status_t _moca_check_text(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,
-                                             const amxc_var_t* const args, amxc_var_t* const retval, void* priv);
+MOCA_ACTION(_moca_write_object);
+MOCA_ACTION(_moca_write_setting);
+MOCA_ACTION(_moca_check_text);
+
 #define MODULE_ALIAS "mxl-moca-ctrl"
 #define MODULE_NAMESPACE "moca-ctrl"
 #define REFRESH_MS_DEFAULT 10000 /* the module's table cache period */
@@ -299,12 +302,26 @@ static const moca_iface_t* iface_of(amxd_object_t* object) {
     return NULL;
 }
 
+/* Write action of every object: a read-only parameter is the plugin's alone.
+ * The runtime lets a client at the bus's trusted level write one; here none
+ * may, whatever its level. */
+MOCA_ACTION(_moca_write_object) {
+    if(reason == action_object_write && !moca.refreshing) {
+        amxc_var_for_each(value, GET_ARG(args, "parameters")) {
+            amxd_param_t* def = amxd_object_get_param_def(object, amxc_var_key(value));
+            if(def != NULL && amxd_param_is_attr_set(def, amxd_pattr_read_only)) {
+                return amxd_status_read_only;
+            }
+        }
+    }
+    return amxd_action_object_write(object, param, reason, args, retval, priv);
+}
+
 /* Write action of the read-write parameters. The plugin's own updates are
  * stored as they are; a client's write of a setting the module applies goes to
  * the chip first, and only a success changes the parameter. The module applies
  * no other parameter: such a write is refused. */
-MOCA_EXPORT amxd_status_t _moca_write_setting(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,
-                                             const amxc_var_t* const args, amxc_var_t* const retval, void* priv) {
+MOCA_ACTION(_moca_write_setting) {
     if(reason != action_param_write) {
         return amxd_status_function_not_implemented;
     }
@@ -352,8 +369,7 @@ MOCA_EXPORT amxd_status_t _moca_write_setting(amxd_object_t* object, amxd_param_
  * whole text matching the pattern (the data model's notation; \d is a digit).
  * Before the plugin starts, the runtime checks the definition's default (an
  * empty text): that is no client's write, and is let through. */
-MOCA_EXPORT amxd_status_t _moca_check_text(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,
-                                           const amxc_var_t* const args, amxc_var_t* const retval, void* priv) {
+MOCA_ACTION(_moca_check_text) {
     amxd_status_t status = amxd_action_param_validate(object, param, reason, args, retval, priv);
     const amxc_var_t* rule = (const amxc_var_t*) priv;
     if(status != amxd_status_ok || reason != action_param_validate || moca.dm == NULL) {
