@@ -15,6 +15,7 @@ import glob
 import json
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -87,7 +88,11 @@ class Gateway:
         alive = [p for p in self.pids if os.path.exists("/proc/%d" % p)]
         check(not alive, "processes left after stop: %s" % alive)
         check(not os.path.exists(self.socket), "socket left after stop")
-        return self.output()
+        work = re.findall(r"ba-cli -s (\S+)/ba-cli.init", self.output())
+        check(work and not os.path.exists(work[0]), "files left after stop: %s" % work)
+        output = self.output()
+        shutil.rmtree(self.dir)
+        return output
 
 
 def host_view(scenario, ifname, index):
@@ -229,7 +234,7 @@ def main():
     start = time.time()
     examples = sorted(glob.glob(os.path.join(SOURCE, "examples/*.json")))
     if VALGRIND:
-        log = os.path.join(tempfile.mkdtemp(prefix="moca-gw-vg."), "valgrind.log")
+        log = os.path.join(tempfile.mkdtemp(prefix="moca-gw-test."), "valgrind.log")
         wrap = ("valgrind --leak-check=full --show-leak-kinds=definite --track-origins=yes "
                 "--log-file=%s" % log)
         gw = Gateway(os.path.join(SOURCE, "examples/home-network.json"), wrap)
@@ -242,6 +247,7 @@ def main():
         check(not findings, "valgrind:\n" + "\n\n".join(findings))
         check("ERROR SUMMARY" in open(log).read(), "valgrind wrote no summary")
         print(open(log).read().split("HEAP SUMMARY")[-1][:1500])
+        shutil.rmtree(os.path.dirname(log))
     else:
         for scenario in examples:
             gw = Gateway(scenario)
@@ -258,6 +264,7 @@ def main():
         writes(gw)
         output = gw.stop()
         check(PASSPHRASE not in output, "the pass phrase was printed")
+        shutil.rmtree(os.path.dirname(scenario))
         print("writes: %d parameters, %d refused values" % (len(WRITES), sum(len(b) for _, _, b in WRITES) + 5))
     print("%d failures in %.1f s" % (len(failures), time.time() - start))
     return 1 if failures else 0
