@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Times and soaks the MoCA data model in amxrt over ubus, on the home network.
+
+First the figures of a whole-tree read: `_get` of MoCA. with all its depth through the ubus
+client, cold (the first after start) and warm, beside moca-host reading the same interface in
+one process (`dump --tr181 --json`). Then READS bus reads and WRITES writes (good and refused,
+alternating) spread over several refresh periods of the plugin, with amxrt's resident set size
+sampled as it goes. Fails when the RSS grows by more than 512 KiB after the warm-up.
+
+  tools/gateway_soak.py BUILD_DIR [READS [WRITES]]     (defaults: 10000 1000)
+"""
+import glob
+import json
+import os
+import re
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+BUILD = os.path.abspath(sys.argv[1])
+READS = int(sys.argv[2]) if len(sys.argv) > 2 else 10000
+WRITES = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
+SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+STAGE = os.path.join(BUILD, "third_party/stage")
+ENV = dict(os.environ, LD_LIBRARY_PATH=":".join(glob.glob(STAGE + "/usr/lib/*/") + [STAGE + "/usr/lib"]))
+SCENARIO = os.path.join(SOURCE, "examples/home-network.json")
+
+
+def rss_kib(pid):
+    with open("/proc/%d/status" % pid) as f:
+        return int(re.search(r"VmRSS:\s+(\d+)", f.read()).group(1))
+
+
+def main():
+    work = tempfile.mkdtemp(prefix="moca-gw-soak.")
+    sock = os.path.join(work, "ubus.sock")
+    log = open(os.path.join(work, "gateway.log"), "w+")
+    gw = subprocess.Popen([os.path.join(SOURCE, "tools/gateway-run"), BUILD, SCENARIO, "--socket", sock],
+                          stdout=log, stderr=subprocess.STDOUT, env=ENV, start_new_session=True)
+    text = ""
+    while "ready:" not in text:
+        time.sleep(0.05)
+        text = open(log.name).read()
+        if gw.poll() is not None:
+            sys.exit("gateway did not start:\n" + text)
+    pid = int(re.search(r"amxrt pid (\d+)", text).group(1))
+    ubus = [STAGE + "/usr/bin/ubus", "-s", sock, "call"]
+
+    def call(path, method, args):
+        return subprocess.run(ubus + [path, method, json.dumps(args)], capture_output=True, env=ENV).returncode
+
+    def timed(cmd):
+        t = time.perf_counter()
+        subprocess.run(cmd, capture_output=True, env=ENV, check=True)
+        return (time.perf_counter() - t) * 1000
+
+    tree = ubus + ["MoCA", "_get", '{"depth":-1}']
+    cold = timed(tree)
+    warm = statistics.median(timed(tree) for _ in range(20))
+    one = statistics.median(timed(ubus + ["MoCA.Interface.1", "_get"]) for _ in range(20))
+    host = [os.path.join(BUILD, "bin/moca-host"), "--sim", SCENARIO, "dump", "moca0", "--tr181", "--json"]
+    in_process = statistics.median(timed(host) for _ in range(5))
+    dump = subprocess.run([host[0], "--sim", SCENARIO, "dump", "moca0"], capture_output=True, text=True, env=ENV).stdout
+    walk = re.search(r"# Read in ([\d.]+) ms", dump)
+    print("whole tree of the home network over ubus: cold %.1f ms, warm %.1f ms (median of 20)" % (cold, warm))
+    print("MoCA.Interface.1 alone over ubus: %.1f ms (median of 20)" % one)
+    print("moca-host dump --tr181 --json, one process: %.1f ms (median of 5), its walk %s ms"
+          % (in_process, walk.group(1) if walk else "?"))
+
+    # The soak: reads of one interface, its nodes and the whole tree; writes good and refused.
+    reads = [("MoCA.Interface.1", "_get", {}), ("MoCA.Interface.1.AssociatedDevice.2", "_get", {}),
+             ("MoCA.Interface.1.Stats", "_get", {}), ("MoCA", "_get", {"depth": -1})]
+    writes = [({"TpcTargetRateNper": 500}, 0), ({"TpcTargetRateNper": 3000}, 1),
+              ({"KeyPassphrase": "123456789012"}, 0), ({"KeyPassphrase": "12"}, 1),
+              ({"TpcTargetRateNper": 700}, 0), ({"Status": "Down"}, 1)]
+    total = READS + WRITES
+    every = max(1, total // WRITES) if WRITES else total + 1
+    samples, unexpected, done_reads, done_writes = [], 0, 0, 0
+    start = time.time()
+    for i in range(total):
+        if WRITES and i % every == every - 1 and done_writes < WRITES:
+            params, refused = writes[done_writes % len(writes)]
+            rc = call("MoCA.Interface.1", "_set", {"parameters": params})
+            unexpected += (rc != 0) != bool(refused)
+            done_writes += 1
+        elif done_reads < READS:
+            path, method, args = reads[done_reads % len(reads)]
+            unexpected += call(path, method, args) != 0
+            done_reads += 1
+        if i % 500 == 0:
+            samples.append((time.time() - start, rss_kib(pid)))
+    samples.append((time.time() - start, rss_kib(pid)))
+    os.killpg(gw.pid, signal.SIGTERM)
+    gw.wait()
+    warmed = samples[len(samples) // 10]
+    growth = samples[-1][1] - warmed[1]
+    print("soak: %d reads, %d writes in %.0f s (%d refresh periods), %d unexpected answers"
+          % (done_reads, done_writes, samples[-1][0], samples[-1][0] // 10, unexpected))
+    print("amxrt RSS KiB: start %d, after warm-up %d, end %d, max %d (growth after warm-up %+d)"
+          % (samples[0][1], warmed[1], samples[-1][1], max(s[1] for s in samples), growth))
+    return 1 if growth > 512 or unexpected else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
