@@ -41,8 +41,8 @@
 
 /* What the ODL names (the runtime looks them up with a leading underscore):
  * the entry point and the actions. */
-#define MOCA_ACTION(name)                                                                                             \
-    MOCA_EXPORT amxd_status_t name(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,                  \
+#define MOCA_ACTION(name)                                                                                              \
+    MOCA_EXPORT amxd_status_t name(amxd_object_t* object, amxd_param_t* param, amxd_action_t reason,                   \
                                    const amxc_var_t* const args, amxc_var_t* const retval, void* priv)
 MOCA_EXPORT int _moca_main(int reason, amxd_dm_t* dm, amxo_parser_t* parser);
 MOCA_ACTION(_moca_write_object);
@@ -72,9 +72,9 @@ static struct {
 } moca;
 
 /* The settings set-cfg-info applies. */
-static const char* const settings[] = {"Enable",       "PreferredNC",   "PrivacyEnabledSetting",
-                                       "TpcTargetRateNper", "FreqCurrentMaskSetting", "KeyPassphrase",
-                                       "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit"};
+static const char* const settings[] = {
+    "Enable",        "PreferredNC",  "PrivacyEnabledSetting", "TpcTargetRateNper", "FreqCurrentMaskSetting",
+    "KeyPassphrase", "TxPowerLimit", "PowerCntlPhyTarget",    "BeaconPowerLimit"};
 
 /* How a table's entries are chosen for publishing. */
 typedef enum { PUBLISH_ACTIVE, PUBLISH_MESH, PUBLISH_BRIDGE, PUBLISH_FLOW, PUBLISH_ALL } publish_t;
@@ -115,23 +115,23 @@ static int call(const char* function, const char* ifname, uint32_t id, amxc_var_
 /* A result value as the schema takes it. */
 static bool given_value(const amxc_var_t* v, moca_schema_value_t* out) {
     switch(amxc_var_type_of(v)) {
-    case AMXC_VAR_ID_BOOL: *out = moca_schema_bool(amxc_var_constcast(bool, v)); return true;
-    case AMXC_VAR_ID_UINT32:
-    case AMXC_VAR_ID_UINT64: *out = moca_schema_uint(amxc_var_dyncast(uint64_t, v)); return true;
-    case AMXC_VAR_ID_INT32:
-    case AMXC_VAR_ID_INT64: *out = moca_schema_int(amxc_var_dyncast(int64_t, v)); return true;
-    case AMXC_VAR_ID_CSTRING:
-    case AMXC_VAR_ID_CSV_STRING: *out = moca_schema_text(amxc_var_constcast(cstring_t, v)); return true;
-    default: return false;
+        case AMXC_VAR_ID_BOOL: *out = moca_schema_bool(amxc_var_constcast(bool, v)); return true;
+        case AMXC_VAR_ID_UINT32:
+        case AMXC_VAR_ID_UINT64: *out = moca_schema_uint(amxc_var_dyncast(uint64_t, v)); return true;
+        case AMXC_VAR_ID_INT32:
+        case AMXC_VAR_ID_INT64: *out = moca_schema_int(amxc_var_dyncast(int64_t, v)); return true;
+        case AMXC_VAR_ID_CSTRING:
+        case AMXC_VAR_ID_CSV_STRING: *out = moca_schema_text(amxc_var_constcast(cstring_t, v)); return true;
+        default: return false;
     }
 }
 
 static void set_published(amxd_trans_t* trans, const char* name, const moca_schema_published_t* p) {
     switch(p->kind) {
-    case MOCA_VALUE_BOOL: amxd_trans_set_value(bool, trans, name, p->boolean); break;
-    case MOCA_VALUE_UINT: amxd_trans_set_value(uint64_t, trans, name, p->uint); break;
-    case MOCA_VALUE_INT: amxd_trans_set_value(int64_t, trans, name, p->sint); break;
-    case MOCA_VALUE_TEXT: amxd_trans_set_value(cstring_t, trans, name, p->text); break;
+        case MOCA_VALUE_BOOL: amxd_trans_set_value(bool, trans, name, p->boolean); break;
+        case MOCA_VALUE_UINT: amxd_trans_set_value(uint64_t, trans, name, p->uint); break;
+        case MOCA_VALUE_INT: amxd_trans_set_value(int64_t, trans, name, p->sint); break;
+        case MOCA_VALUE_TEXT: amxd_trans_set_value(cstring_t, trans, name, p->text); break;
     }
 }
 
@@ -204,26 +204,27 @@ static void refresh_report(moca_iface_t* iface, const char* function) {
 
 static bool published(const moca_table_t* t, moca_iface_t* iface, const amxc_var_t* ret) {
     switch(t->publish) {
-    case PUBLISH_ACTIVE:
-        if(GET_BOOL(ret, "Active")) {
-            iface->network |= 1u << (GET_UINT32(ret, "NodeID") & 31);
-            return true;
+        case PUBLISH_ACTIVE:
+            if(GET_BOOL(ret, "Active")) {
+                iface->network |= 1u << (GET_UINT32(ret, "NodeID") & 31);
+                return true;
+            }
+            return false;
+        case PUBLISH_MESH: {
+            uint32_t tx = GET_UINT32(ret, "TxNodeIndex");
+            uint32_t rx = GET_UINT32(ret, "RxNodeIndex");
+            return tx != rx && tx < 32 && rx < 32 && (iface->network >> tx & 1u) != 0 &&
+                   (iface->network >> rx & 1u) != 0;
         }
-        return false;
-    case PUBLISH_MESH: {
-        uint32_t tx = GET_UINT32(ret, "TxNodeIndex");
-        uint32_t rx = GET_UINT32(ret, "RxNodeIndex");
-        return tx != rx && tx < 32 && rx < 32 && (iface->network >> tx & 1u) != 0 && (iface->network >> rx & 1u) != 0;
-    }
-    case PUBLISH_BRIDGE: {
-        const char* macs = GET_CHAR(ret, "MACAddresses");
-        return macs != NULL && macs[0] != '\0';
-    }
-    case PUBLISH_FLOW: {
-        const char* id = GET_CHAR(ret, "FlowID");
-        return id != NULL && id[0] != '\0';
-    }
-    case PUBLISH_ALL: return true;
+        case PUBLISH_BRIDGE: {
+            const char* macs = GET_CHAR(ret, "MACAddresses");
+            return macs != NULL && macs[0] != '\0';
+        }
+        case PUBLISH_FLOW: {
+            const char* id = GET_CHAR(ret, "FlowID");
+            return id != NULL && id[0] != '\0';
+        }
+        case PUBLISH_ALL: return true;
     }
     return false;
 }
@@ -289,8 +290,8 @@ static void refresh(amxp_timer_t* timer, void* priv) {
 
 static const moca_iface_t* iface_of(amxd_object_t* object) {
     amxd_object_t* templ = amxd_object_get_parent(object);
-    if(amxd_object_get_type(object) != amxd_object_instance || templ == NULL ||
-       amxd_object_get_parent(templ) == NULL || strcmp(amxd_object_get_name(templ, AMXD_OBJECT_NAMED), "Interface") != 0 ||
+    if(amxd_object_get_type(object) != amxd_object_instance || templ == NULL || amxd_object_get_parent(templ) == NULL ||
+       strcmp(amxd_object_get_name(templ, AMXD_OBJECT_NAMED), "Interface") != 0 ||
        strcmp(amxd_object_get_name(amxd_object_get_parent(templ), AMXD_OBJECT_NAMED), "MoCA") != 0) {
         return NULL;
     }
@@ -464,8 +465,8 @@ static int stop(void) {
 
 MOCA_EXPORT int _moca_main(int reason, amxd_dm_t* dm, amxo_parser_t* parser) {
     switch(reason) {
-    case AMXO_START: return start(dm, parser);
-    case AMXO_STOP: return stop();
-    default: return 0;
+        case AMXO_START: return start(dm, parser);
+        case AMXO_STOP: return stop();
+        default: return 0;
     }
 }
