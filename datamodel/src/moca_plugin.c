@@ -183,8 +183,11 @@ static void refresh_report(moca_iface_t* iface, const char* function) {
     amxc_var_t ret;
     amxc_var_init(&ret);
     if(call(function, iface->name, 0, &ret) == 0) {
-        /* One answer feeds one object: the first key's. */
-        const char* param = f->keys[0].param != NULL ? f->keys[0].param : "";
+        /* One answer feeds one object: its published keys'. */
+        const char* param = "";
+        for(uint32_t i = 0; i < f->key_count && param[0] == '\0'; ++i) {
+            param = f->keys[i].param != NULL ? f->keys[i].param : "";
+        }
         const char* dot = strrchr(param, '.');
         char rel[32] = "";
         if(dot != NULL && (size_t) (dot - param + 1) < sizeof(rel)) {

@@ -91,6 +91,9 @@ class Gateway:
         work = re.findall(r"ba-cli -s (\S+)/ba-cli.init", self.output())
         check(work and not os.path.exists(work[0]), "files left after stop: %s" % work)
         output = self.output()
+        # The plugin says when the model refuses a value it publishes: the schema and
+        # the definition disagree.
+        check("moca: updating" not in output, "the model refused the plugin's values:\n" + output[-2000:])
         shutil.rmtree(self.dir)
         return output
 
