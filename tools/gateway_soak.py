@@ -73,12 +73,16 @@ def main():
     cold = timed(tree)
     warm = statistics.median(timed(tree) for _ in range(20))
     one = statistics.median(timed(ubus + ["MoCA.Interface.1", "_get"]) for _ in range(20))
+    # The client's own cost: starting, connecting, one parameter.
+    tiny = statistics.median(timed(ubus + ["MoCA.Interface.1", "_get", '{"parameters":["Name"]}'])
+                             for _ in range(20))
     host = [os.path.join(BUILD, "bin/moca-host"), "--sim", SCENARIO, "dump", "moca0", "--tr181", "--json"]
     in_process = statistics.median(timed(host) for _ in range(5))
     dump = subprocess.run([host[0], "--sim", SCENARIO, "dump", "moca0"], capture_output=True, text=True, env=ENV).stdout
     walk = re.search(r"# Read in ([\d.]+) ms", dump)
+    print("load average %s" % open("/proc/loadavg").read().split()[0])
     print("whole tree of the home network over ubus: cold %.1f ms, warm %.1f ms (median of 20)" % (cold, warm))
-    print("MoCA.Interface.1 alone over ubus: %.1f ms (median of 20)" % one)
+    print("MoCA.Interface.1 alone: %.1f ms; one parameter (the client's own cost): %.1f ms" % (one, tiny))
     print("moca-host dump --tr181 --json, one process: %.1f ms (median of 5), its walk %s ms"
           % (in_process, walk.group(1) if walk else "?"))
 
