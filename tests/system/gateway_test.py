@@ -119,8 +119,10 @@ def follows_rules(path, value, rule):
         t = rule["type"]
         if t in ("unsignedInt", "unsignedLong", "int"):
             try:
-                v = int(v)
+                v = int(v) if not isinstance(v, bool) else None
             except (TypeError, ValueError):
+                v = None
+            if v is None:
                 return "not a number"
             lo, hi = {"unsignedInt": (0, 2**32 - 1), "unsignedLong": (0, 2**64 - 1), "int": (-2**31, 2**31 - 1)}[t]
             for r in rule.get("range", []):
