@@ -40,10 +40,10 @@ def check(ok, what):
 
 
 class Gateway:
-    def __init__(self, scenario, wrap=None):
+    def __init__(self, scenario, wrap=None, refresh_ms="10000"):
         self.dir = tempfile.mkdtemp(prefix="moca-gw-test.")
         self.socket = os.path.join(self.dir, "ubus.sock")
-        env = dict(ENV, GATEWAY_WRAP=wrap) if wrap else ENV
+        env = dict(ENV, MOCA_REFRESH_MS=refresh_ms, **({"GATEWAY_WRAP": wrap} if wrap else {}))
         self.log = open(os.path.join(self.dir, "gateway.log"), "w+")
         self.proc = subprocess.Popen([os.path.join(SOURCE, "tools/gateway-run"), BUILD, scenario,
                                       "--socket", self.socket], stdout=self.log, stderr=subprocess.STDOUT,
@@ -206,11 +206,21 @@ def writes(gw):
             check(after == before, "%s changed by the refused %r: %r, was %r" % (name, bad, after, before))
         check(gw.set(path(name), good) == 0, "%s = %r refused" % (name, good))
         check(gw.get(path(name)) == ("" if name == "KeyPassphrase" else good), "%s does not read back" % name)
+        if name == "Enable":
+            # Stopping the chip takes the link down: the nodes leave once the module's node
+            # cache (10 s) has expired, and come back with the link.
+            deadline = time.time() + 15
+            while gw.get(path("AssociatedDeviceNumberOfEntries")) != (4 if good else 0) and time.time() < deadline:
+                time.sleep(0.2)
+            nodes = gw.get(path("AssociatedDeviceNumberOfEntries"))
+            check(nodes == (4 if good else 0), "Enable %r: %r nodes" % (good, nodes))
+            if not good:
+                check(gw.get(path("MeshNumberOfEntries")) == 0, "Enable False: mesh cells left")
+            check(gw.get(path("Status")) == ("Up" if good else "Down"), "Enable %r: Status" % good)
     # A write makes the plugin read the chip again: every value above is what the chip holds.
     time.sleep(0.5)
     for name, good, _ in WRITES[:-3]:
         check(gw.get(path(name)) == ("" if name == "KeyPassphrase" else good), "%s: the chip holds another" % name)
-    check(gw.get(path("Status")) == "Up", "Status after Enable false, true")
     # Parameters clients may not write, and ones the module does not apply.
     for name, value in [("Status", "Down"), ("NodeID", 3), ("LastOperFreq", 5), ("Name", "moca9")]:
         before = gw.get(path(name))
@@ -265,7 +275,7 @@ def main():
         net["interfaces"]["moca1"]["openable"] = False
         scenario = os.path.join(tempfile.mkdtemp(prefix="moca-gw-test."), "unopenable.json")
         json.dump(net, open(scenario, "w"))
-        gw = Gateway(scenario)
+        gw = Gateway(scenario, refresh_ms="1000")
         writes(gw)
         output = gw.stop()
         check(PASSPHRASE not in output, "the pass phrase was printed")
