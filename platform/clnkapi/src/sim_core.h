@@ -23,6 +23,7 @@ struct Sim {
     int32_t next_slot = 1;
     std::vector<ArmedFault> faults;
     std::vector<Call> calls;
+    bool log_off = false; // CLNKSIM_NO_CALL_LOG: a long-running host that never reads the log
 };
 
 Sim& sim();
