@@ -12,6 +12,7 @@ than 512 KiB after it.
 
   tools/gateway_soak.py BUILD_DIR [READS [WRITES [REFRESH_MS]]]     (defaults: 10000 1000 10)
 """
+import atexit
 import glob
 import json
 import os
@@ -47,6 +48,7 @@ def start(work, refresh_ms):
                           stdout=open(log, "w"), stderr=subprocess.STDOUT,
                           env=dict(ENV, MOCA_REFRESH_MS=refresh_ms, CLNKSIM_NO_CALL_LOG="1"),
                           start_new_session=True)
+    atexit.register(stop, gw)  # also when the tool fails half-way
     text = ""
     while "ready:" not in text:
         time.sleep(0.05)
@@ -57,8 +59,9 @@ def start(work, refresh_ms):
 
 
 def stop(gw):
-    os.killpg(gw.pid, signal.SIGTERM)
-    gw.wait()
+    if gw.poll() is None:
+        os.killpg(gw.pid, signal.SIGTERM)
+        gw.wait()
 
 
 def main():
