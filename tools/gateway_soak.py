@@ -132,6 +132,7 @@ def main():
     stop(gw)
     shutil.rmtree(work)
     growth = samples[-1][1] - samples[0][1]
+    print("RSS KiB every 500 operations: " + " ".join(str(kib) for _, kib in samples))
     print("soak: %d reads, %d writes in %.0f s (%d cache periods of 10 s), %d unexpected answers"
           % (done_reads, done_writes, samples[-1][0], samples[-1][0] // 10, unexpected))
     print("amxrt RSS KiB: at start %d, after warm-up %d, end %d, max %d (growth %+d)"
