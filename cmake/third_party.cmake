@@ -136,6 +136,8 @@ function(mxl_tp_build name)
     mxl_tp_run("install of ${name}" ${log}.install ${env} make -C ${src}/${dir} install DEST=${MXL_TP_STAGE} ${vars})
   elseif(c_BUILD STREQUAL "cmake")
     set(tree ${MXL_TP_ROOT}/build/${name})
+    # A fresh tree: a cache left by another compiler would be dropped with our options.
+    file(REMOVE_RECURSE ${tree})
     set(toolchain)
     if(CMAKE_TOOLCHAIN_FILE)
       set(toolchain -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE})
