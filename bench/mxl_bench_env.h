@@ -9,14 +9,13 @@
 #include <string>
 
 #include <amxc/amxc.h>
-#include <amxhost/amxhost.h>
 #include <amxp/amxp_timer.h>
 #include <clnksim.h>
 #include <nolotrace.h>
-#include <timerclock/timerclock.h>
 
 #include <nlohmann/json.hpp>
 
+#include "eventloop.h"
 #include "module.h"
 
 namespace mxlbench {
@@ -50,7 +49,7 @@ inline void discard(int, const char*, const char*, void*) {}
 // One registered function called the way a host does, reusing its variants.
 class Caller {
 public:
-    explicit Caller(const char* fn) : cb_(amxhost_get_callback(host::module_alias, host::module_namespace, fn)) {
+    explicit Caller(const char* fn) : cb_(host::registered_callback(fn)) {
         amxc_var_init(&args_);
         amxc_var_init(&ret_);
         amxc_var_set_type(&args_, AMXC_VAR_ID_HTABLE);
@@ -86,9 +85,7 @@ inline void set_trace(bool info_lines) {
 // Lets every cached table's 10 s run out, as the host's event loop would, and
 // starts a fresh chip call log.
 inline void expire() {
-    timerclock_advance_ms(10001);
-    amxp_timers_calculate();
-    amxp_timers_check();
+    host::advance_virtual_clock(10001);
     clnksim::clear_calls();
 }
 
@@ -101,7 +98,7 @@ inline void per_iteration(benchmark::State& state, const char* name, size_t tota
 inline int run(int argc, char** argv, const ojson& scenario) {
     benchmark::Initialize(&argc, argv);
     clnksim::reset();
-    timerclock_use_virtual(true);
+    host::use_virtual_clock(true);
     std::string err;
     if(!module().open(&err) || !clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) {
         fprintf(stderr, "cannot set up the module: %s\n", err.c_str());

@@ -12,8 +12,8 @@ void loop_init();
 // One pass: timers whose time is up become expired, then their callbacks run.
 void loop_pass();
 
-// The virtual clock (eventloop_virtual.cpp; not in the board build, whose
-// libamxp has none).
+// The virtual clock (eventloop_virtual.cpp; not in the board build): while it
+// is on, the process's ITIMER_REAL, by which libamxp measures time, is virtual.
 
 // Switches the timers to the virtual clock (scripts) or back to the monotonic one.
 void use_virtual_clock(bool on);
@@ -21,5 +21,8 @@ void use_virtual_clock(bool on);
 // Moves the virtual clock on by ms, stopping at every timer expiry on the way
 // to run one pass there, and running one more at the end.
 void advance_virtual_clock(uint64_t ms);
+
+// Whether a libamxp timer is pending on the virtual clock.
+bool virtual_timer_armed();
 
 } // namespace host

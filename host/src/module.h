@@ -11,6 +11,10 @@ namespace host {
 inline constexpr const char* module_alias = "mxl-moca-ctrl";
 inline constexpr const char* module_namespace = "moca-ctrl";
 
+// The callback the loaded module registers as `name`, or NULL (simulator build:
+// a direct call may pass a NULL args or ret).
+amxm_callback_t registered_callback(const char* name);
+
 class Module {
 public:
     explicit Module(std::string path) : path_(std::move(path)) {}

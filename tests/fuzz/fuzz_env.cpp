@@ -10,7 +10,6 @@
 #include <clnkapi.h>
 #include <clnksim.h>
 #include <nolotrace.h>
-#include <timerclock/timerclock.h>
 
 #include "eventloop.h"
 #include "module.h"
@@ -155,7 +154,7 @@ void init() {
 
 bool timers_idle() {
     host::loop_pass();
-    return timerclock_next_expiry_ms() < 0;
+    return !host::virtual_timer_armed();
 }
 
 int call(Fn fn, amxc_var_t* args, amxc_var_t* ret, const Codes& codes) {
