@@ -55,7 +55,7 @@ endif()
 if(MXL_BUILD_HOST)
   find_package(nlohmann_json 3 QUIET)
   if(NOT nlohmann_json_FOUND)
-    mxl_refuse(MXL_BUILD_HOST "moca-host needs nlohmann-json 3 to build (Debian: nlohmann-json3-dev; "
+    mxl_refuse(MXL_BUILD_HOST "moca-host needs nlohmann-json 3 to build (Debian: nlohmann-json3-dev, "
       "OpenWrt: nlohmann-json). Install it, or configure with -DMXL_BUILD_HOST=OFF to build the module alone.")
   endif()
 endif()

@@ -115,8 +115,9 @@ while read -r pkg file; do
     file "$dest$file" | grep -q 'ARM aarch64' || fail "$file is not an AArch64 object"
     # What the SDK will package: the file stripped.
     $cross-strip -o "$scratch/stripped" "$dest$file"
-    echo "package $pkg: $file, $(stat -c %s "$scratch/stripped") bytes stripped"
-    for lib in $($cross-readelf -d "$dest$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
+    needed=$($cross-readelf -d "$dest$file" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+    echo "package $pkg: $file, $(stat -c %s "$scratch/stripped") bytes stripped, needs" $needed
+    for lib in $needed; do
         p=$(provider "$lib")
         [ "$p" = base ] || echo " $(depends "$pkg") " | grep -q " $p " \
             || fail "$file needs $lib: package $pkg does not depend on $p"
