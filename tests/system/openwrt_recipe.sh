@@ -22,6 +22,11 @@ trap 'rm -rf "$scratch"' EXIT
 dest="$scratch/install" status=0
 fail() { echo "FAIL: $*" >&2; status=1; }
 
+# The licence files a recipe names are in the tree it builds from.
+for f in $(sed -n 's/^PKG_LICENSE_FILES:=//p' "$source"/openwrt/*/Makefile); do
+    [ -f "$source/$f" ] || fail "PKG_LICENSE_FILES names $f, which the tree lacks"
+done
+
 # "PACKAGE FILE" for every file a Package/*/install section takes from the install folder.
 recipe_files() {
     for makefile in "$source"/openwrt/*/Makefile; do
