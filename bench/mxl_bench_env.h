@@ -64,6 +64,7 @@ public:
     Caller& operator=(const Caller&) = delete;
 
     bool ok() const { return cb_ != nullptr; }
+    const amxc_var_t* ret() const { return &ret_; }
     int operator()(uint32_t id = 1) {
         amxc_var_set_uint32_t(id_, id);
         return cb_("", &args_, &ret_);

@@ -1,7 +1,8 @@
 // Cost of the network tables on a full 16-node network: a walk of the node,
 // mesh and bridge tables (16 + 256 + 16 calls) cold, when every table is
 // refilled first, and warm, when all are served from the caches; and one
-// cached call per table. Chip calls are counted per walk: a warm walk makes
+// cached call per table, beside its floor: the same result variant built
+// alone. Chip calls are counted per walk: a warm walk makes
 // none, a cold one exactly the refills (78 + 19 + 20 calls with opens and
 // closes). The second argument selects the trace level: 0 drops info lines
 // (a gateway's default), 1 formats them.
@@ -148,8 +149,27 @@ void BM_CachedCall(benchmark::State& state) {
     state.counters["chip_calls"] = static_cast<double>(clnksim::take_calls().size());
 }
 
+// The floor of a cached node report: building the same result variant (a copy
+// of the module's answer, one table of 27 typed keys) and destroying it, with
+// neither the module nor its cache in the way.
+void BM_NodeResultFloor(benchmark::State& state) {
+    mxlbench::Caller caller("retrieve-node-info");
+    mxlbench::expire();
+    if(!caller.ok() || caller(1) != 0) {
+        state.SkipWithError("module not callable");
+        return;
+    }
+    amxc_var_t copy;
+    amxc_var_init(&copy);
+    for(auto _ : state) {
+        amxc_var_copy(&copy, caller.ret());
+        amxc_var_clean(&copy);
+    }
+}
+
 BENCHMARK(BM_Walk)->ArgNames({"cold", "trace"})->ArgsProduct({{1, 0}, {0, 1}})->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CachedCall)->ArgNames({"table", "trace"})->ArgsProduct({{0, 1, 2}, {0, 1}});
+BENCHMARK(BM_NodeResultFloor);
 
 } // namespace
 

@@ -21,7 +21,14 @@ set(MXL_TP_MANIFEST ${PROJECT_SOURCE_DIR}/third_party/components.txt)
 set(MXL_TP_ROOT ${CMAKE_BINARY_DIR}/third_party)
 set(MXL_TP_STAGE ${MXL_TP_ROOT}/stage)
 
-execute_process(COMMAND ${CMAKE_C_COMPILER} -dumpmachine OUTPUT_VARIABLE MXL_TP_MACHINE OUTPUT_STRIP_TRAILING_WHITESPACE)
+# A cross build builds them with the target's compiler; a native one with the
+# system's C compiler, whatever compiler (clang for the fuzzers) builds the project.
+if(CMAKE_CROSSCOMPILING)
+  set(MXL_TP_CC ${CMAKE_C_COMPILER})
+else()
+  find_program(MXL_TP_CC NAMES gcc cc REQUIRED)
+endif()
+execute_process(COMMAND ${MXL_TP_CC} -dumpmachine OUTPUT_VARIABLE MXL_TP_MACHINE OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(MXL_TP_LIBDIR ${MXL_TP_STAGE}/usr/lib/${MXL_TP_MACHINE})
 set(MXL_TP_INCLUDE ${MXL_TP_STAGE}/usr/include)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${MXL_TP_MANIFEST})
@@ -96,7 +103,7 @@ endfunction()
 function(mxl_tp_build name)
   mxl_tp_read(${name} c)
   set(stamp ${MXL_TP_ROOT}/stamps/${name})
-  set(want "${c_LINE} ${CMAKE_C_COMPILER} ${MXL_TP_MACHINE}")
+  set(want "${c_LINE} ${MXL_TP_CC} ${MXL_TP_MACHINE}")
   if(EXISTS ${stamp})
     file(READ ${stamp} have)
     if(have STREQUAL want)
@@ -115,7 +122,7 @@ function(mxl_tp_build name)
   cmake_host_system_information(RESULT jobs QUERY NUMBER_OF_LOGICAL_CORES)
   if(c_BUILD STREQUAL "amx")
     # The makefiles add their own flags to CFLAGS/LDFLAGS from the environment.
-    set(env ${CMAKE_COMMAND} -E env CC=${CMAKE_C_COMPILER} "CFLAGS=-I${MXL_TP_INCLUDE}"
+    set(env ${CMAKE_COMMAND} -E env CC=${MXL_TP_CC} "CFLAGS=-I${MXL_TP_INCLUDE}"
       "LDFLAGS=-L${MXL_TP_LIBDIR}" STAGINGDIR=${MXL_TP_STAGE})
     set(vars RAW_VERSION=${c_TAG} STAGINGDIR=${MXL_TP_STAGE})
     mxl_tp_run("build of ${name}" ${log} ${env} make -C ${src}/${dir} -j${jobs} ${vars})
@@ -127,7 +134,7 @@ function(mxl_tp_build name)
       set(toolchain -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE})
     endif()
     mxl_tp_run("configuration of ${name}" ${log} ${CMAKE_COMMAND} -S ${src}/${dir} -B ${tree} ${toolchain}
-      -DCMAKE_C_COMPILER=${CMAKE_C_COMPILER} -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
+      -DCMAKE_C_COMPILER=${MXL_TP_CC} -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr
       -DCMAKE_INSTALL_LIBDIR=lib/${MXL_TP_MACHINE} -DCMAKE_PREFIX_PATH=${MXL_TP_STAGE}/usr
       "-DCMAKE_C_FLAGS=-I${MXL_TP_INCLUDE}" "-DCMAKE_SHARED_LINKER_FLAGS=-L${MXL_TP_LIBDIR}"
       "-DCMAKE_EXE_LINKER_FLAGS=-L${MXL_TP_LIBDIR}" -DBUILD_LUA=OFF -DBUILD_EXAMPLES=OFF)

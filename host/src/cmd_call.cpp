@@ -53,7 +53,7 @@ void print_typed(const std::string& name, const json& typed, int depth, size_t n
 
 void print_result(const std::string& function, int rc, const amxc_var_t* ret) {
     std::printf("%s: rc %d\n", function.c_str(), rc);
-    json typed = variant_to_typed_json(ret);
+    json typed = variant_to_typed_json(ret, function);
     const std::string type = typed[0].get<std::string>();
     if(type == "null") {
         std::printf("  (no result)\n");
@@ -118,7 +118,7 @@ int run_call(const Options& opt) {
         json out = json::object();
         out["function"] = opt.function;
         out["rc"] = rc;
-        out["ret"] = variant_to_typed_json(ret.get());
+        out["ret"] = variant_to_typed_json(ret.get(), opt.function);
         std::printf("%s\n", to_line(out).c_str());
     } else {
         print_result(opt.function, rc, ret.get());

@@ -11,6 +11,7 @@
 
 #include "chip.h"
 #include "dump.h"
+#include "key_order.h"
 
 namespace host {
 
@@ -67,82 +68,6 @@ const std::vector<std::string> stats_order{"BytesSent",
                                            "BroadcastPacketsSent",
                                            "BroadcastPacketsReceived",
                                            "UnknownProtoPacketsReceived"};
-
-// The keys of each report in the order the module documents them. Rows follow
-// it (after a section's own order), not the order in which the variant library
-// walks a table, which on a board is the hash order; keys not listed here come
-// last, sorted by name.
-const std::map<std::string, std::vector<std::string>, std::less<>> reported_keys{
-    {"retrieve-static-info",
-     {"InternalName", "FirmwareVersion", "SupportedBands", "MaxBitRate", "AggregationSize", "AeNumber",
-      "SupportedIngressPqosFlows", "SupportedEgressPqosFlows", "HighestVersion", "FreqCapabilityMask",
-      "NetworkTabooMask", "TxBcastPowerReduction", "QAM256Capable", "AvbSupport", "PacketAggregationCapability"}},
-    {"retrieve-cfg-info",
-     {"Enable", "PreferredNC", "PrivacyEnabledSetting", "TpcTargetRateNper", "FreqCurrentMaskSetting", "KeyPassphrase",
-      "TxPowerLimit", "PowerCntlPhyTarget", "BeaconPowerLimit", "NodeTabooMask"}},
-    {"retrieve-dyn-info",
-     {"Status",
-      "PasswordHash",
-      "PowerStateCap",
-      "LinkUpTime",
-      "MaxIngressBW",
-      "MaxEgressBW",
-      "CurrentVersion",
-      "NetworkCoordinator",
-      "NodeID",
-      "BackupNC",
-      "NumNodes",
-      "PrivacyEnabled",
-      "FreqCurrentMask",
-      "CurrentOperFreq",
-      "LastOperFreq",
-      "TxBcastRate",
-      "ResetCount",
-      "LinkDownCount",
-      "LmoNodeID",
-      "NetworkState",
-      "PrimaryChannelOffset",
-      "SecondaryChannelOffset",
-      "ResetReason",
-      "NcVersion",
-      "LinkState"}},
-    {"retrieve-qos-info", {"EgressNumFlows", "IngressNumFlows"}},
-    {"retrieve-flow-info",
-     {"FlowID", "PacketDA", "MaxRate", "MaxBurstSize", "LeaseTime", "Tag", "LeaseTimeLeft", "FlowPackets",
-      "IngressGuid", "EgressGuid", "MaximumLatency", "ShortTermAvgRatio", "FlowPer", "IngressClassify", "VlanTag",
-      "DscpMoca", "Dfid"}},
-    {"retrieve-node-info",
-     {"MACAddress",
-      "NodeID",
-      "PreferredNC",
-      "HighestVersion",
-      "PHYTxRate",
-      "PHYRxRate",
-      "TxPowerControlReduction",
-      "RxPowerLevel",
-      "TxBcastRate",
-      "RxBcastPowerLevel",
-      "TxPackets",
-      "TxDrops",
-      "RxPackets",
-      "RxCorrected",
-      "RxErroredAndMissedPackets",
-      "BondingCapable",
-      "QAM256Capable",
-      "PacketAggregationCapability",
-      "RxSNR",
-      "Active",
-      "SupportedIngressPqosFlows",
-      "SupportedEgressPqosFlows",
-      "AggregationSize",
-      "AeNumber",
-      "PowerState",
-      "PowerStateCapability",
-      "Moca25PhyCapable"}},
-    {"retrieve-bridge-info", {"NodeIndex", "MACAddresses"}},
-    {"retrieve-rlapm-number", {"RlapmNumberOfEntries"}},
-    {"retrieve-sapm-number", {"SapmNumberOfEntries"}},
-    {"retrieve-sapm-info", {"Enable", "Profile", "Frequency", "AggrRxPwrLevelThreshold", "PhyMargin", "Status"}}};
 
 // How a key's value is shown: with its unit; receive levels the chip gives as
 // magnitudes below 0 dBm also in dBm, durations also in days to seconds, margin
@@ -415,7 +340,7 @@ void notes(Section& s, const DumpRun& run, std::initializer_list<const char*> fu
 void rows(Section& s, const std::string& prefix, const std::vector<const DumpCall*>& reports,
           const std::vector<std::string>& order) {
     std::set<std::string> done;
-    auto put_first = [&](const std::vector<std::string>& keys) {
+    auto put_first = [&](std::span<const std::string> keys) {
         for(const auto& key : keys) {
             for(const DumpCall* r : reports) {
                 const json* v = r != nullptr ? r->key(key) : nullptr;
@@ -432,16 +357,14 @@ void rows(Section& s, const std::string& prefix, const std::vector<const DumpCal
         if(r == nullptr) {
             continue;
         }
-        if(auto documented = reported_keys.find(r->function); documented != reported_keys.end()) {
-            put_first(documented->second);
-        }
+        put_first(documented_key_order(r->function));
         if(r->ret()[0] == "htable") {
             for(const auto& item : r->ret()[1].items()) {
                 others.insert(item.key());
             }
         }
     }
-    put_first({others.begin(), others.end()});
+    put_first(std::vector<std::string>(others.begin(), others.end()));
 }
 
 // One block of rows per entry of a walked table that keep() accepts, each key as

@@ -81,7 +81,7 @@ json Session::traced_call(const std::string& function, amxc_var_t* args, amxc_va
     }
     json out = json::object();
     out["rc"] = rc;
-    out["ret"] = variant_to_typed_json(ret);
+    out["ret"] = variant_to_typed_json(ret, function);
     out["log"] = trace_lines_to_json(trace_.take());
     out["chip"] = chip::take_calls();
     out["handles"] = chip::open_handles();

@@ -1,5 +1,7 @@
 #include "varjson.h"
 
+#include "key_order.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -319,7 +321,7 @@ json wrap(const std::string& label, json value) {
 
 } // namespace
 
-json variant_to_typed_json(const amxc_var_t* var) {
+json variant_to_typed_json(const amxc_var_t* var, std::string_view function) {
     if(var == nullptr) {
         return nullptr;
     }
@@ -342,9 +344,16 @@ json variant_to_typed_json(const amxc_var_t* var) {
         case AMXC_VAR_ID_FD: return wrap(label, static_cast<int64_t>(var->data.fd));
         case AMXC_VAR_ID_HTABLE: {
             json object = json::object();
+            for(const std::string& key : documented_key_order(function)) {
+                if(const amxc_var_t* child = amxc_var_get_key(var, key.c_str(), AMXC_VAR_FLAG_DEFAULT)) {
+                    object[key] = variant_to_typed_json(child);
+                }
+            }
             for(amxc_var_t* child = amxc_var_get_first(var); child != nullptr; child = amxc_var_get_next(child)) {
                 const char* key = amxc_var_key(child);
-                object[key != nullptr ? key : ""] = variant_to_typed_json(child);
+                if(!object.contains(key != nullptr ? key : "")) {
+                    object[key != nullptr ? key : ""] = variant_to_typed_json(child);
+                }
             }
             return wrap(label, std::move(object));
         }

@@ -22,8 +22,10 @@ namespace host {
 
 using json = nlohmann::ordered_json;
 
-// [TYPE, VALUE]; a NULL pointer gives JSON null.
-json variant_to_typed_json(const amxc_var_t* var);
+// [TYPE, VALUE]; a NULL pointer gives JSON null. Given the function that
+// answered, the result's own keys come in the order the module inserts them
+// (documented_key_order), the rest after them in the table's order.
+json variant_to_typed_json(const amxc_var_t* var, std::string_view function = {});
 
 // Fills *var from the argument form. On failure returns false, sets *err
 // (with the JSON path of the offending value) and leaves *var null.

@@ -213,20 +213,3 @@ TEST_F(Dump, FailuresShowInlineAndTheDumpGoesOn) {
 
 } // namespace
 
-// On a board the variant library walks a table in hash order: the text rows
-// keep the documented order whatever order the tables come in.
-TEST_F(Dump, RowsKeepTheirOrderWhateverOrderTablesAreWalkedIn) {
-    auto without_timing = [](const std::string& out) { return std::regex_replace(out, std::regex("# Read in.*"), ""); };
-    const std::string dump = home + "dump moca0";
-    const std::string cfg = home + "--create moca0 --json call retrieve-cfg-info InternalName=moca0";
-    Outcome normal = run(dump);
-    setenv("MXL_TEST_HTABLE_ORDER", "reverse", 1);
-    Outcome reversed = run(dump);
-    Outcome reversed_cfg = run(cfg);
-    unsetenv("MXL_TEST_HTABLE_ORDER");
-    ASSERT_EQ(normal.status, 0) << normal.err;
-    ASSERT_EQ(reversed.status, 0) << reversed.err;
-    // The switch does reverse the walk: the JSON form shows the tables as walked.
-    EXPECT_NE(reversed_cfg.out.find(R"(["htable",{"NodeTabooMask")"), std::string::npos) << reversed_cfg.out;
-    EXPECT_EQ(without_timing(reversed.out), without_timing(normal.out));
-}

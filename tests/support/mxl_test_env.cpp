@@ -95,7 +95,7 @@ Outcome call(const std::string& function, const ojson& args, bool with_ret, bool
         ADD_FAILURE() << err;
     }
     host::loop_pass();
-    out.ret = with_ret ? host::variant_to_typed_json(&ret_var) : ojson(nullptr);
+    out.ret = with_ret ? host::variant_to_typed_json(&ret_var, function) : ojson(nullptr);
     out.log = g_trace->take();
     out.chip = clnksim::take_calls();
     out.handles = clnksim::open_handles();

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Builds the module and the board moca-host (MXL_SYSTEM_LIBS) against the build's
-# "platform" component installed in a scratch prefix, with a trace library of only
+# "platform" component installed in a scratch prefix beside the libamx libraries of
+# the build's third-party staging folder, with a trace library of only
 # what a board's offers; checks what the module links, and runs the board host on
 # the installed simulator: its dump and its check must match the simulator build's.
 #   build_against_installed.sh CMAKE BUILD_DIR SOURCE_DIR WORK_DIR GENERATOR MAKE_PROGRAM CC CXX [EXE_LDFLAGS]
@@ -14,6 +15,9 @@ fail() { echo "$*" >&2; status=1; }
 
 unset DESTDIR
 "$cmake" --install "$build" --component platform --prefix "$prefix" >/dev/null
+stage="$build/third_party/stage/usr"
+cp -R "$stage/include/amxc" "$stage/include/amxp" "$stage/include/amxm" "$prefix/include/"
+cp -P "$stage"/lib/*/libamx[cpm].so* "$prefix/lib/"
 cp "$source/tests/system/minimal_trace/nolotrace.h" "$prefix/include/nolotrace.h"
 "$cc" -shared -fPIC -O1 -Wl,-soname,libnolotrace.so -o "$prefix/lib/libnolotrace.so" \
     "$source/tests/system/minimal_trace/nolotrace.c"
@@ -39,7 +43,8 @@ echo "$dynamic" | grep -E '\((RPATH|RUNPATH)\)' && fail "module carries a librar
 # The board host: nothing of the simulator's control or of our own host headers.
 host="$tree/bin/moca-host" native="$build/bin/moca-host" home="$source/examples/home-network.json"
 [ -x "$host" ] || { echo "board moca-host not built" >&2; exit 1; }
-nm -uC "$host" | grep -E 'timerclock_|amxhost_|clnksim::' && fail "board moca-host uses interfaces a board lacks"
+nm -uC "$host" | grep -E 'clnksim::' && fail "board moca-host uses interfaces a board lacks"
+nm -D --defined-only "$host" | grep -wE 'setitimer|getitimer' && fail "board moca-host replaces the process's interval timer"
 # A board's loader finds the libraries in its default path; here it is told.
 board() { s=$1; shift; LD_LIBRARY_PATH="$prefix/lib" CLNKSIM_SCENARIO="$s" "$host" --module "$module" "$@" 2>&1; }
 dump=$(board "$home" dump moca0) || { echo "$dump" | tail -20; fail "board moca-host: dump moca0 failed"; }
