@@ -13,13 +13,36 @@
 #include <clnksim.h>
 #include <nolotrace.h>
 
+#include <nlohmann/json.hpp>
+
 #include "eventloop.h"
 #include "module.h"
-#include "mxl_test_env.h"
 
 namespace mxlbench {
 
-using mxltest::ojson;
+using ojson = nlohmann::ordered_json;
+
+// The module as moca-host loads it (path compiled in as MXL_MODULE_PATH).
+inline host::Module& module() {
+    static host::Module m(MXL_MODULE_PATH);
+    return m;
+}
+
+// One call with InternalName moca0; true when it returned 0.
+inline bool call_ok(const char* fn) {
+    amxc_var_t args;
+    amxc_var_t ret;
+    amxc_var_init(&args);
+    amxc_var_init(&ret);
+    amxc_var_set_type(&args, AMXC_VAR_ID_HTABLE);
+    amxc_var_add_new_key_cstring_t(&args, "InternalName", "moca0");
+    int rc = -1;
+    std::string err;
+    const bool ok = module().call(fn, &args, &ret, &rc, &err) && rc == 0;
+    amxc_var_clean(&args);
+    amxc_var_clean(&ret);
+    return ok;
+}
 
 inline void discard(int, const char*, const char*, void*) {}
 
@@ -78,18 +101,18 @@ inline int run(int argc, char** argv, const ojson& scenario) {
     clnksim::reset();
     host::use_virtual_clock(true);
     std::string err;
-    if(!mxltest::load_module() || !clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) {
+    if(!module().open(&err) || !clnksim::load(nlohmann::json::parse(scenario.dump()), &err)) {
         fprintf(stderr, "cannot set up the module: %s\n", err.c_str());
         return 1;
     }
     noloTraceSetSink(discard, nullptr);
-    if(mxltest::call("create-moca-iface", {{"InternalName", "moca0"}}).rc != 0) {
+    if(!call_ok("create-moca-iface")) {
         fprintf(stderr, "cannot create moca0\n");
         return 1;
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    mxltest::unload_module();
+    module().close(&err);
     return 0;
 }
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-using mxltest::ojson;
+using mxlbench::ojson;
 
 struct Table {
     const char* fn;

@@ -113,7 +113,7 @@ std::string mesh_svg(const NetworkView& net) {
         out += format("<stop offset=\"%d%%\" stop-color=\"%s\"/>", stop * 5, share_colour(stop / 20.0).c_str());
     }
     out += "</linearGradient></defs>\n";
-    out += format("<text x=\"4\" y=\"14\" font-size=\"11\" fill=\"#5b6570\">tx \\ rx</text>\n");
+    out += "<text x=\"4\" y=\"14\" font-size=\"11\" fill=\"#5b6570\">tx \\ rx</text>\n";
     for(int i = 0; i < n; ++i) {
         const NodeView& node = net.nodes[i];
         const std::string label = std::to_string(node.id) + (node.asleep ? " zz" : "");

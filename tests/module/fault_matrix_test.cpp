@@ -20,7 +20,6 @@
 #include "mxl_test_env.h"
 
 using namespace mxltest;
-using strings = std::vector<std::string>;
 
 namespace {
 
@@ -321,14 +320,6 @@ strings expected_errors(const Expect& e, const std::string& iface, const clnksim
     return out;
 }
 
-strings key_names(const Outcome& out) {
-    strings names;
-    for(const auto& [key, type] : out.keys()) {
-        names.push_back(key + ":" + type);
-    }
-    return names;
-}
-
 // ---- the wall clock of the flow listing's busy wait ------------------------------------------
 
 // Moves 1 ms per read, so that a 100 ms wait takes a hundred reads, not 100 ms.
@@ -448,7 +439,7 @@ bool FaultMatrix::inject(const MatrixCall& c, const Outcome& clean, size_t k) {
         << "the failure did not hit call " << k;
     switch(e.ret) {
         case Ret::Untouched: EXPECT_EQ(out.ret, ojson::array({"null", nullptr})); break;
-        case Ret::Filled: EXPECT_EQ(key_names(out), key_names(clean)); break;
+        case Ret::Filled: EXPECT_EQ(out.keys(), clean.keys()); break;
         case Ret::Clean: EXPECT_EQ(out.ret, clean.ret); break;
         case Ret::False: EXPECT_EQ(out.ret, ojson::array({"bool", false})); break;
     }

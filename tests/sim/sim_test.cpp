@@ -329,15 +329,11 @@ TEST_F(FaultsTest, SkipTimesAndCodeCountFromTheirArming) {
     ClnkLib_Close(&h);
 }
 
-TEST_F(FaultsTest, FlowCodesAndUpdateCount) {
+// (A flow code answers no ids: the flow suite's listing lines show it.)
+TEST_F(FaultsTest, UpdateCountDeltasAddUpModulo32Bits) {
     ClnkLib_Handle_t h = open();
     ClnkLib_FlowListReq_t req{mac("00:11:22:33:44:55"), 0, 32};
-    arm(R"({"op": "ListFlows", "rc": 0, "flowCode": 8})");
     ClnkLib_FlowListRsp_t rsp{};
-    EXPECT_EQ(ClnkLib_ListFlows(&h, &req, &rsp), 0);
-    EXPECT_EQ(rsp.flowCode, CLNKLIB_FLOWCODE_TIMEOUT);
-    EXPECT_EQ(rsp.numReturnedFlowIds, 0u); // a non-success answer carries no ids
-    EXPECT_EQ(rsp.flowUpdateCount, 4u);
     // Deltas of several faults add up modulo 2^32, like the counter: never an overflow.
     arm(R"({"op": "ListFlows", "rc": 0, "flowUpdateCountDelta": -2099728720})");
     arm(R"({"op": "ListFlows", "rc": 0, "flowUpdateCountDelta": -2012739576})");

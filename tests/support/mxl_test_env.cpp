@@ -1,5 +1,6 @@
 #include "mxl_test_env.h"
 
+#include <algorithm>
 #include <memory>
 
 #include <nolotrace.h>
@@ -122,6 +123,15 @@ void sim(const ojson& scenario) {
 void fault(const ojson& f) {
     std::string err;
     ASSERT_TRUE(clnksim::arm_fault(nlohmann::json::parse(f.dump()), &err)) << err;
+}
+
+void patch(const ojson& merge) {
+    std::string err;
+    ASSERT_TRUE(clnksim::patch(nlohmann::json::parse(merge.dump()), &err)) << err;
+}
+
+bool logged(const std::vector<LogLine>& log, const std::string& msg) {
+    return std::any_of(log.begin(), log.end(), [&](const LogLine& l) { return l.msg == msg; });
 }
 
 void ModuleTest::SetUp() {

@@ -19,6 +19,7 @@ namespace mxltest {
 
 using ojson = nlohmann::ordered_json;
 using LogLine = host::TraceLine; // level, zone, mark, msg, func and the whole line
+using strings = std::vector<std::string>;
 
 // The outcome of one registered-function call.
 struct Outcome {
@@ -49,9 +50,13 @@ Outcome call(const std::string& function, const ojson& args, bool with_ret = tru
 std::vector<LogLine> advance(uint64_t ms);
 std::vector<LogLine> take_log();
 
-// Loads a scenario; fails the current test on error.
+// Loads a scenario, arms a fault, merges a patch into the chip; fails the current test on error.
 void sim(const ojson& scenario);
 void fault(const ojson& fault);
+void patch(const ojson& merge);
+
+// Whether a line with this message was logged.
+bool logged(const std::vector<LogLine>& log, const std::string& msg);
 
 } // namespace mxltest
 

@@ -18,10 +18,55 @@
 #include <cstring>
 #include <iterator>
 
+#include <string>
+
+#include <amxc/amxc.h>
+#include <clnksim.h>
+#include <nolotrace.h>
+
 #include "eventloop.h"
-#include "mxl_bench_env.h"
+#include "module.h"
 
 namespace {
+
+host::Module g_module(MXL_MODULE_PATH);
+
+// One registered function called the way a host does, reusing its variants.
+class Caller {
+public:
+    explicit Caller(const char* fn) : fn_(fn) {
+        amxc_var_init(&args_);
+        amxc_var_init(&ret_);
+        amxc_var_set_type(&args_, AMXC_VAR_ID_HTABLE);
+        amxc_var_add_new_key_cstring_t(&args_, "InternalName", "moca0");
+        id_ = amxc_var_add_new_key_uint32_t(&args_, "Id", 1);
+    }
+    ~Caller() {
+        amxc_var_clean(&args_);
+        amxc_var_clean(&ret_);
+    }
+    Caller(const Caller&) = delete;
+    Caller& operator=(const Caller&) = delete;
+
+    // The call's result code; -1 when the module could not be called at all.
+    int operator()(uint32_t id = 1) {
+        amxc_var_set_uint32_t(id_, id);
+        int rc = -1;
+        return g_module.call(fn_, &args_, &ret_, &rc, &err_) ? rc : -1;
+    }
+
+private:
+    std::string fn_;
+    std::string err_;
+    amxc_var_t args_;
+    amxc_var_t ret_;
+    amxc_var_t* id_ = nullptr;
+};
+
+// 1 when the call fails, else 0.
+uint64_t fails(const char* fn) {
+    return (Caller(fn)() != 0) ? 1 : 0;
+}
 
 struct Counts {
     uint64_t errors = 0;
@@ -65,9 +110,9 @@ void count_chip_calls() {
 }
 
 uint64_t cached_calls(uint64_t calls) {
-    mxlbench::Caller* callers[std::size(TABLES)];
+    Caller* callers[std::size(TABLES)];
     for(size_t t = 0; t < std::size(TABLES); t++) {
-        callers[t] = new mxlbench::Caller(TABLES[t].fn);
+        callers[t] = new Caller(TABLES[t].fn);
     }
     uint64_t failed = 0;
     for(uint64_t i = 0; i < calls; i++) {
@@ -79,7 +124,7 @@ uint64_t cached_calls(uint64_t calls) {
         }
     }
     count_chip_calls();
-    for(mxlbench::Caller* c : callers) {
+    for(Caller* c : callers) {
         delete c;
     }
     return failed;
@@ -88,12 +133,12 @@ uint64_t cached_calls(uint64_t calls) {
 uint64_t cycles(uint64_t count, uint64_t* fired_after_destroy) {
     uint64_t failed = 0;
     for(uint64_t i = 0; i < count; i++) {
-        failed += (mxltest::call("create-moca-iface", {{"InternalName", "moca0"}}).rc != 0) ? 1 : 0;
+        failed += fails("create-moca-iface");
         for(const Table& t : TABLES) {
-            failed += (mxltest::call(t.fn, {{"InternalName", "moca0"}, {"Id", 1}}).rc != 0) ? 1 : 0;
+            failed += fails(t.fn);
         }
         host::advance_virtual_clock(1000);
-        failed += (mxltest::call("destroy-moca-iface", {{"InternalName", "moca0"}}).rc != 0) ? 1 : 0;
+        failed += fails("destroy-moca-iface");
         const uint64_t fired = g_counts.timer_fired;
         host::advance_virtual_clock(11000);
         *fired_after_destroy += g_counts.timer_fired - fired;
@@ -111,14 +156,14 @@ int main(int argc, char** argv) {
     clnksim::reset();
     host::use_virtual_clock(true);
     std::string err;
-    if(!mxltest::load_module() || !clnksim::load_file(MXL_EXAMPLES_DIR "/home-network.json", &err)) {
+    if(!g_module.open(&err) || !clnksim::load_file(MXL_EXAMPLES_DIR "/home-network.json", &err)) {
         fprintf(stderr, "cannot set up the module: %s\n", err.c_str());
         return 1;
     }
-    // Counted, not kept: the test environment's own capture would grow.
+    // Counted, not kept: a capture of every line would grow.
     noloTraceSetSink(count_lines, nullptr);
     noloTraceSetLevel(TRACE_LEVEL_INFO);
-    if(mxltest::call("create-moca-iface", {{"InternalName", "moca0"}}).rc != 0) {
+    if(fails("create-moca-iface") != 0) {
         fprintf(stderr, "cannot create moca0\n");
         return 1;
     }
@@ -129,7 +174,7 @@ int main(int argc, char** argv) {
     const double call_s = seconds_since(t0);
     const long rss_calls = rss_kb();
     const uint64_t chip_calls = g_chip_calls;
-    mxltest::call("destroy-moca-iface", {{"InternalName", "moca0"}});
+    failed += fails("destroy-moca-iface");
 
     uint64_t fired_after_destroy = 0;
     t0 = std::chrono::steady_clock::now();
@@ -137,7 +182,8 @@ int main(int argc, char** argv) {
     const double cycle_s = seconds_since(t0);
     const long rss_end = rss_kb();
     const int handles = clnksim::open_handles();
-    mxltest::unload_module();
+    g_module.close(&err);
+    host::loop_pass();
 
     printf("cached calls      %llu in %.2f s: %.0f calls/s (%llu chip calls for refills)\n",
            static_cast<unsigned long long>(calls), call_s, static_cast<double>(calls) / call_s,
