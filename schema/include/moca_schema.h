@@ -108,8 +108,8 @@ typedef struct {
      * 0, max the longest); a range is set when min < max. */
     int64_t min;
     int64_t max;
-    uint64_t factor; /* MOCA_CONV_SCALE: published = given * factor */
-    uint32_t bytes;  /* MOCA_CONV_HEX: width of the hexBinary value */
+    uint64_t factor;                 /* MOCA_CONV_SCALE: published = given * factor */
+    uint32_t bytes;                  /* MOCA_CONV_HEX: width of the hexBinary value */
     const moca_schema_name_t* names; /* MOCA_CONV_CODE_NAME, MOCA_CONV_NAME: the enumeration */
     uint32_t name_count;
     const char* given_unit; /* MOCA_CONV_SCALE: the unit the module gives ("MHz" for Hz); "" otherwise */
@@ -190,7 +190,7 @@ typedef enum {
  * MOCA_SCHEMA_PUBLISHED, why receives the reason (terminated, cut to
  * why_size; why may be NULL). */
 moca_schema_outcome_t moca_schema_convert(const moca_schema_key_t* key, const moca_schema_value_t* given,
-                         moca_schema_published_t* published, char* why, size_t why_size);
+                                          moca_schema_published_t* published, char* why, size_t why_size);
 
 /* The key's rule in words, as documentation and warnings give it ("MHz to Hz:
  * times 1000000, at most 4294967295"); cut to size. Returns out. */

@@ -163,8 +163,8 @@ static bool hex(const moca_schema_key_t* k, const moca_schema_value_t* v, moca_s
     return true;
 }
 
-static bool code_name(const moca_schema_key_t* k, const moca_schema_value_t* v, moca_schema_published_t* out,
-                      char* why, size_t size) {
+static bool code_name(const moca_schema_key_t* k, const moca_schema_value_t* v, moca_schema_published_t* out, char* why,
+                      size_t size) {
     const char* digits = v->kind == MOCA_VALUE_TEXT ? v->text : "";
     const size_t n = strlen(digits);
     if(n == 0 || n > 8 || !all_of(digits, n, isxdigit)) {
@@ -198,8 +198,8 @@ static bool list(const moca_schema_key_t* k, const moca_schema_value_t* v, moca_
         const size_t n = strcspn(item, ",");
         const bool number = n > 0 && n <= 18 && all_of(item, n, isdigit);
         if(!number || !in_range(k, strtoll(item, NULL, 10))) {
-            return fail(why, size, "item \"%.*s\" is not a number from %" PRId64 " to %" PRId64, (int) n, item,
-                        k->min, k->max);
+            return fail(why, size, "item \"%.*s\" is not a number from %" PRId64 " to %" PRId64, (int) n, item, k->min,
+                        k->max);
         }
         item += n + (item[n] == ',' ? 1 : 0);
     }
@@ -288,7 +288,8 @@ char* moca_schema_rule(const moca_schema_key_t* k, char* out, size_t size) {
             break;
         case MOCA_CONV_NEGATE: append(out, size, &used, "magnitude below 0 dBm, published negative"); break;
         case MOCA_CONV_HEX:
-            append(out, size, &used, "hexadecimal number, zero-padded to hexBinary of %" PRIu32 " bytes; empty: none held", k->bytes);
+            append(out, size, &used,
+                   "hexadecimal number, zero-padded to hexBinary of %" PRIu32 " bytes; empty: none held", k->bytes);
             break;
         case MOCA_CONV_CODE_NAME:
             append(out, size, &used, "hexadecimal code to name: ");

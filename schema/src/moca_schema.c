@@ -130,7 +130,8 @@ static const moca_schema_key_t dyn_keys[] = {
     {"LinkState", STR, "", 0, 0, HEX("LinkState", RO, 3)},
 };
 
-#define STAT(k, t, r, u) {k, t, "", 0, r, COPY_UNIT("Stats." k, RO, u)}
+#define STAT(k, t, r, u)                                                                                               \
+    { k, t, "", 0, r, COPY_UNIT("Stats." k, RO, u) }
 static const moca_schema_key_t stats_keys[] = {
     STAT("BroadcastPacketsReceived", U64, 14, "packets"),
     STAT("BroadcastPacketsSent", U64, 13, "packets"),
@@ -186,8 +187,8 @@ static const moca_schema_key_t node_keys[] = {
     {"TxPowerControlReduction", U32, "dB", 0, 0, COPY_UNIT(NODE("TxPowerControlReduction"), RO, "dB")},
     {"RxPowerLevel", U32, "dBm", MOCA_SHOW_BELOW_ZERO, 0, COPY_UNIT(NODE("RxPowerLevel"), RO, "dBm")},
     {"TxBcastRate", U32, "Mbps", 0, 0, PHY_RATE(NODE("TxBcastRate"), RO)},
-    {"RxBcastPowerLevel", I32, "dBm", MOCA_SHOW_BELOW_ZERO, 0, PARAM(NODE("RxBcastPowerLevel"), RO, MOCA_CONV_NEGATE, "dBm"),
-     .min = -2147483648LL, .max = 0},
+    {"RxBcastPowerLevel", I32, "dBm", MOCA_SHOW_BELOW_ZERO, 0,
+     PARAM(NODE("RxBcastPowerLevel"), RO, MOCA_CONV_NEGATE, "dBm"), .min = -2147483648LL, .max = 0},
     {"TxPackets", U64, "", 0, 0, COPY(NODE("TxPackets"), RO)},
     {"TxDrops", U32, "", 0, 0, COPY(NODE("TxDrops"), RO)},
     {"RxPackets", U64, "", 0, 0, COPY(NODE("RxPackets"), RO)},
@@ -245,15 +246,19 @@ static const moca_schema_key_t sapm_keys[] = {
     {"Frequency", U32, "MHz", 0, 0, COPY("Sapm.{i}.Frequency", RW)},
     {"AggrRxPwrLevelThreshold", U32, "dBm", MOCA_SHOW_BELOW_ZERO, 0,
      RANGE("Sapm.{i}.AggrRxPwrLevelThreshold", RW, 0, MOCA_SAPM_ARPLTHLD_MAX_VALUE, "-dBm")},
-    {"PhyMargin", STR, "", MOCA_SHOW_RUNS, 0, PARAM("Sapm.{i}.PhyMargin", RW, MOCA_CONV_LIST, "0.5dB"),
-     .min = 0, .max = 2 * MOCA_SAPM_PHY_MARGIN_MAX_VALUE},
+    {"PhyMargin", STR, "", MOCA_SHOW_RUNS, 0, PARAM("Sapm.{i}.PhyMargin", RW, MOCA_CONV_LIST, "0.5dB"), .min = 0,
+     .max = 2 * MOCA_SAPM_PHY_MARGIN_MAX_VALUE},
     {"Status", STR, "", 0, 0, NAME("Sapm.{i}.Status", row_status)},
 };
 
-#define NOTHING(f) {f, MOCA_TYPE_NONE, 0, NULL, 0}
-#define ANSWER(t) {"is-" t, BOOL, 0, NULL, 0}
-#define REPORT(f, keys) {f, MOCA_TYPE_HTABLE, 0, keys, COUNT(keys)}
-#define ENTRY(f, n, keys) {f, MOCA_TYPE_HTABLE, n, keys, COUNT(keys)}
+#define NOTHING(f)                                                                                                     \
+    { f, MOCA_TYPE_NONE, 0, NULL, 0 }
+#define ANSWER(t)                                                                                                      \
+    { "is-" t, BOOL, 0, NULL, 0 }
+#define REPORT(f, keys)                                                                                                \
+    { f, MOCA_TYPE_HTABLE, 0, keys, COUNT(keys) }
+#define ENTRY(f, n, keys)                                                                                              \
+    { f, MOCA_TYPE_HTABLE, n, keys, COUNT(keys) }
 
 const moca_schema_function_t moca_schema_functions[] = {
     NOTHING("create-moca-iface"),
