@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Cost of the PQoS flow table on a full table: 16 flows, 4 on each of 4
 // nodes. Measures a listing (refill), a cached "retrieve-flow-info", and a
 // host's walk (counts and the 16 flows) with the chip calls it makes: one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Cost of the PHY margin tables on full chip configurations: an 8064-entry
 // RLAPM table (16 profiles x 6 rows x 84 levels) and a 64-entry SAPM table
 // (16 profiles x 4 rows, 256 margins a row). Measures a cached entry, a refill

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Shared pieces of the module's benchmarks: the module loaded like a host,
 // one registered function called with reused variants, the trace level, the
 // end of the tables' 10 s, and a main that sets the module up on a scenario.

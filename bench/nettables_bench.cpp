@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Cost of the network tables on a full 16-node network: a walk of the node,
 // mesh and bridge tables (16 + 256 + 16 calls) cold, when every table is
 // refilled first, and warm, when all are served from the caches; and one

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # AArch64 Linux with Debian's cross toolchain (gcc-/g++-aarch64-linux-gnu). The
 # target's libraries come from /usr/aarch64-linux-gnu only; programs built for
 # the target run under qemu-user with that directory as their root for the

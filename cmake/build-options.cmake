@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # What a configuration builds, decided in one place. An option that is asked
 # for and cannot be met stops the configuration with the reason and the way
 # out; nothing is left out silently.

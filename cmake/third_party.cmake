@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Builds third-party components from their release archives into a staging
 # prefix inside the build folder, once: a component is rebuilt only when its
 # line in third_party/components.txt or the compiler changes, never by an

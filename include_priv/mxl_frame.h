@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The module frame: logging, the function table and its common argument
 // checks, the interface registry, the chip handle guard, the table caches and
 // bounded text helpers. Every unit of the module builds on this header.

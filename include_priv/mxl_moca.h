@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Records, limits and constants of the MXL371x MoCA control module.
 //
 // The interface record holds everything the module keeps per interface: the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Limits of the MXL371x MoCA control module's tables and texts. Plain C: the
 // schema of the module's answers, which C code links, sizes its tables from here.
 #ifndef MXL_MOCA_LIMITS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Configuration: applying one setting to the chip by masked read, compare and
 // write, and reporting the chip's configuration.
 #include <cstdlib>

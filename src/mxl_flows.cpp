@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PQoS flows: listing every active node's flows from the chip in batches of
 // ids, querying each flow, and the two reports served from the cached table.
 #include <sys/time.h>

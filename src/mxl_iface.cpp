@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Interface registry: creation, lookup and deletion of interface records with
 // their six cache timers, and the cache mechanism the table functions share.
 #include <cstdlib>

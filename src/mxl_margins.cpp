@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PHY margin tables: RLAPM (margins by receive level) and SAPM (margins by
 // sub-carrier). Both tables have one shape: a counting routine on a handle of
 // its own, a refill that reads the configuration, counts and flattens the rows

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Module entry: load and unload hooks, the function table and the common
 // argument checks that every registered function runs first.
 #include "mxl_frame.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Network tables: the associated nodes, the mesh of PHY rates between nodes and
 // the nodes' bridge tables. Each is read whole from the chip, kept in the
 // interface record and served from there while its timer runs.

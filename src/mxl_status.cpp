@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Interface status: static and dynamic information, traffic statistics,
 // presence and availability of a chip interface.
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Shared helpers of the module: the chip handle guard, caller-site tracing and
 // the text forms of addresses and MoCA versions.
 #include "mxl_frame.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Times and soaks the MoCA data model in amxrt over ubus, on the home network.
 
 First the figures of a whole-tree read: `_get` of MoCA. with all its depth through the ubus

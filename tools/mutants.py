@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """Mutation run of the module: a seeded sample of single edits to src/ and
 include_priv/, each built into the module alone and run against the module and
 host suites. An edit that fails a suite (or hangs it) is caught; one that

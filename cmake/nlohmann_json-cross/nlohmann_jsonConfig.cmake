@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # nlohmann_json for a cross build: the header-only library installed on the
 # build machine, through a directory that holds nothing else, so that the
 # build machine's /usr/include (its C library's headers) stays off the

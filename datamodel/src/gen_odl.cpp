@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Writes the MoCA data model's definition (ODL) from the schema of the module's
 // answers and the TR-181 definitions: every parameter the schema publishes, in
 // the data model's order, with its type, range, size, enumeration and access,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /*
  * The MoCA data model's plugin for the libamx runtime (amxrt).
  *

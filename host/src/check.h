@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "check": the bring-up check. It drives every function the way the manager
 // does (check_run.cpp) and judges what came back against what any conforming
 // chip must give (check_judge.cpp, pure: tests feed it made-up runs).

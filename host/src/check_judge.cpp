@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The bring-up check's judgement: each named check reads the run and says
 // PASS, WARN, FAIL or SKIP with its evidence. What each one means, and what a
 // failure usually points to, is in docs/integration.md.

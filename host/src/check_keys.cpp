@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The keys each function documents for its result, with their variant types.
 #include <sstream>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "check": the calls the manager makes, in its order, each timed and kept with
 // its chip calls, then judged. The tables are walked twice: cold, right after
 // create, so that each table function refills once; warm, right after, served

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The bring-up check's two renderings: one screen for people, one JSON document for CI.
 #include "check.h"
 

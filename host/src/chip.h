@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The chip behind the module, as far as the host steers it: the simulator's
 // control interface (scenario, patches, faults, call log, open handles).
 // Built for a board (chip_board.cpp), there is no simulator: steering fails

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The chip is the vendor's: it has no control interface, so the host can only
 // say that scenarios, patches and faults need the simulator build. Its calls
 // are counted by interposition: the host defines every ClnkLib_* operation the

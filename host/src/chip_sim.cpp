@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The chip is the simulator built here: its control interface does the work.
 #include "chip.h"
 

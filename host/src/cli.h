@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Command line of moca-host: options, the command and its operands.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "call": one function of the module, its result code and result variant.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "dump": what a data-model host does with an interface. It creates the record,
 // reads every report, walks every table within one cache validity period (so
 // each table costs one refill) and destroys the record again. Every call is

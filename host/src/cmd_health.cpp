@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "health" and "report": the dump's walk, judged. The exit status is the worst
 // finding (0 ok, 1 warning, 2 problem); 3 when nothing could be judged.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "script": one JSON object per input line, one JSON object per output line.
 //
 //   {"call": F, "args": A, "ret": false, "loop": false} -> {"rc", "ret", "log", "chip", "handles"}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "script" in the board build: it needs the simulator and the virtual clock,
 // which a board's libraries do not have.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "dump": the calls a data-model host makes to show one interface, and their two renderings.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The record of a walk: its calls and what they answered, and the counts over them.
 #include <algorithm>
 #include <set>

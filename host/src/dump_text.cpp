@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The dump for people: one "path  value unit" line per parameter, in the order of
 // the gateway's MoCA data model, with the mesh as a matrix and the margin tables
 // summarised. Failed calls show where their data would be, with the module's error.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The host's event loop as far as the module needs it: the libamxp timers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The virtual clock: while it is on, this process's ITIMER_REAL is a virtual
 // interval timer that only moves when told. libamxp measures elapsed time with
 // getitimer/setitimer(ITIMER_REAL); defined here, the executable's definitions

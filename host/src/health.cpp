@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The network as the walk saw it, and the checks that judge it.
 #include "health.h"
 

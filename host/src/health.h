@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "health": what the dump's walk says about the network, as findings an installer
 // can act on. network_view() picks the numbers out of a walk; diagnose() judges
 // them against one table of limits. Both are pure: tests feed them made-up walks.

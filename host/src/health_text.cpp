@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The findings for a terminal and for programs.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The keys of each function's result in the order the module documents (and
 // inserts) them. libamxc walks an htable in hash order, so every output that
 // shows a result's keys in order takes the order from here.

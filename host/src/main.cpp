@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // moca-host: loads the MoCA control module the way a data-model host does and
 // offers ways to talk to it: one call, a dump of everything, a script, and a
 // health check of the network with its HTML report.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The MoCA control module as the host loads it: through libamxm, by path.
 #pragma once
 

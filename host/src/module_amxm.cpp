@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Calls go through libamxm's standard route, as a MoCA manager makes them.
 // amxm_execute_function refuses a NULL args or ret (returning -1 without
 // calling), so such a call is refused here with a reason instead.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Calls reach the registered callback itself, looked up in the module's
 // function table (libamxm's public structures), so that a script may pass a
 // NULL args or ret, which amxm_execute_function refuses.

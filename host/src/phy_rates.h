@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What PHY rate (Mbps, one direction) a link can carry, by the MoCA versions and
 // bonding of its two nodes. One table for everyone who judges rates: the health
 // report takes it as what a pair reaches on good coax, the bring-up check as the

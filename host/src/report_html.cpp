@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The health report as one HTML page that needs nothing else: inline CSS, the
 // mesh as inline SVG, no script, and a content policy that forbids loading
 // anything. Every text that comes from the chip is escaped.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What every command sets up: the trace capture, the simulated chip and the module.
 #pragma once
 

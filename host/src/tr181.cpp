@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Conversions of the mapping, the published view of a walk and the mapping's
 // documentation.
 #include "tr181.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The interface as a MoCA manager publishes it in the Broadband Forum TR-181
 // data model, Device.MoCA.Interface.{i}.: one table maps every result key of the
 // module's functions to its parameter and says how its value is converted.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The mapping of every result key to its Device.MoCA.Interface.{i}. parameter.
 // Ranges, widths, units and enumerations are the data model's, Device:2.19.
 #include <cstring>

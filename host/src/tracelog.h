@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Capture of trace lines and reading the module's line frame back.
 //
 // The module frames each message as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Conversion between libamxc variants and JSON.
 //
 // Typed form, used by the script output: every variant is [TYPE, VALUE], with

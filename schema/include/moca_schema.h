@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /*
  * moca_schema.h: what the MoCA control module "moca-ctrl" answers, as data.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* The conversions of result values to TR-181 parameter values, and their rules in words. */
 #include <ctype.h>
 #include <inttypes.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* The module's functions and result keys, with their TR-181 parameters.
  * Ranges, widths, units, access and enumerations of the parameters are the
  * data model's (Device:2.19); the table sizes are the module's. */

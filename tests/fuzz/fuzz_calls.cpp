@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The module's eighteen functions under arbitrary use. The input is a program:
 // each step calls a function with an argument variant built from the bytes
 // (any key, any type, any Id, names of any length, NULL args or ret), moves

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "fuzz_env.h"
 
 #include <cstdarg>

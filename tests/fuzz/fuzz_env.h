@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // What the fuzz targets share: the module loaded once per process through
 // libamxm, a trace sink that counts lines, calls with their outcome checked
 // against the module's calling convention, and a walk over all eighteen

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The simulator's scenario reader on arbitrary JSON: as a whole scenario, as a
 // merge patch on the example network, or as a fault. A parse error of the
 // bytes is an expected answer; so is a refusal, which must say why. Whatever

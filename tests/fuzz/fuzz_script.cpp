@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // moca-host's script protocol on arbitrary lines. The input is split into
 // lines and each goes through the host's own line handling, in one session
 // that loads the module once. Every answer must be one JSON object, and a

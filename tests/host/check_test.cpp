@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // moca-host check: every check fails on a network built to break exactly it
 // (the example network with a merge patch and faults), every example passes.
 #include <set>

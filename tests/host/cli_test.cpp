@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The command line of moca-host.
 #include <gtest/gtest.h>
 

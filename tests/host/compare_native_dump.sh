@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # The JSON dump of a scenario by the build machine's moca-host and by this
 # build's (run through the emulator), without the elapsed time, must be equal:
 # word size and byte order of the target must not show.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "moca-host dump" of the example home network, as a person and as a program read it.
 #include <regex>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // "moca-host health" on the example scenarios: the documented findings on each, and
 // the exit status of the worst (report's page is rendered in report_browser_test.py).
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The health checks on made-up walks: one healthy network, changed one way per case.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Runs the built moca-host binary in a scratch directory, as a user would.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The built moca-host binary, run as a user would: a script end to end, and
 // the exit codes of "call".
 #include <tuple>

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The HTML report in headless Chromium, at a phone's and at a desktop's width: the
 page logs nothing to the console, refers to nothing outside itself, and its screenshot
 is not blank; a page built to fail does fail. Exits 77 (skipped) without Chromium.

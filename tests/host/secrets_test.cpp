@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The network's pass phrase stays out of everything people read and paste into
 // tickets, unless they ask for it.
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The TR-181 view: what dump --tr181 publishes for every example obeys the data
 // model's own definitions, the conversions hold at their edges, and the mapping's
 // document is the one the table makes.

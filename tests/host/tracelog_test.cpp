@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Reading the module's trace frame back, and capturing trace lines.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Variant <-> JSON conversion of moca-host.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Applying and reporting the configuration against the simulated chip: the
 // masked read/compare/write of each setting, start and stop, chip failures.
 #include <nolotrace.h>

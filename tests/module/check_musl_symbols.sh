@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Fails when the module needs a symbol that neither musl's C library nor the
 # given platform libraries export. Built against glibc's headers, a module can
 # carry glibc-only names (fortified __*_chk variants, __isoc23_* and the like)

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Fails when the module lists a C++ runtime library or needs its symbols.
 # READELF, NM: the tools to use (a cross toolchain's for a module of another machine).
 set -eu

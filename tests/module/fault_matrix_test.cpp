@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // A chip failure at every point: each registered function, on each network,
 // is run once cleanly to record its chip calls, then once per recorded call
 // with exactly that call failing, each time from the same cold start. Every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PQoS flows: listing order and records, the iterator's batches and budget,
 // every retry path, change detection, the full table, caching and failures.
 #include <dlfcn.h>

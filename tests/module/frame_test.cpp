@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The frame: registration, the common argument checks of every function,
 // interface records with their timers, and unloading with records alive.
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* Uses names that only glibc exports, as a fortified build against glibc's
  * headers produces them, beside sscanf (glibc's headers turn it into
  * __isoc99_sscanf, which musl exports too). The musl check must reject

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // PHY margin tables: which entry an Id names, the ceilings, the SAPM margin
 // text, counting versus caching, and the failure paths of both tables.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Network tables: associated nodes with their profile choice, the mesh of PHY
 // rates, the bridge lists, their caches and what a failing chip leaves behind.
 

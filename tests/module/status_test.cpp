@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Interface status against the simulated chip: static and dynamic information,
 // statistics, presence and availability.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* The chip library header compiled as plain C11, and every operation called
  * with NULL arguments. */
 #include <stddef.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The chip simulator: scenario validation, state and patches, handles, packing,
 // the call log, and armed faults.
 #include <cstddef>

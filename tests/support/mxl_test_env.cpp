@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 #include "mxl_test_env.h"
 
 #include <algorithm>

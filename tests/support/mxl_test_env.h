@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // In-process test environment for the module: loads it through libamxm the
 // way a host does, captures its trace lines, drives the chip simulator and the
 // timers on a virtual clock, and gives every call's outcome in one record.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Builds the module and the board moca-host (MXL_SYSTEM_LIBS) against the build's
 # "platform" component installed in a scratch prefix beside the libamx libraries of
 # the build's third-party staging folder, with a trace library of only

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 """The MoCA data model inside amxrt, through the real bus (ubusd and the ubus client).
 
 For every example network: the whole tree of MoCA. equals moca-host's TR-181 view of the

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: BSD-2-Clause-Patent
 # Checks what the OpenWrt recipe (openwrt/*/Makefile) relies on, without an SDK.
 #   openwrt_recipe.sh installed CMAKE BUILD_DIR SOURCE_DIR WORK_DIR
 #     a plain install of BUILD_DIR (prefix /usr) holds exactly the files the

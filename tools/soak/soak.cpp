@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Soak: many cached calls, then many record lifetimes, on the example network
 // with the cache timers running on a virtual clock; the resident set size is
 // reported before, between and after. Not a timed benchmark: it shows that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /*
  * ClnkLib: control library of the MXL371x MoCA chip family.
  *

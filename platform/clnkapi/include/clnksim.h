@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Control interface of the chip simulator behind clnkapi.h, for tests and the host.
 //
 // The simulator answers every ClnkLib operation from one live network state,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The ClnkLib operations, answered from the simulator's live state.
 //
 // Every call goes through run(): the armed faults see it first, then the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The simulator's control interface (clnksim.h): scenarios, patches, faults, call log.
 #include <cstdio>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Scenario codec: JSON in the documented form <-> the simulator's state.
 //
 // Each chip record is described once by a table of its fields (name, place, width,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Process-wide simulator: the live state, open handles, armed faults and the call log.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // The simulated chip's live state and the scenario codec that fills it.
 //
 // Everything is kept as true values in the chip's own record types; the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /*
  * Trace facility: leveled, zoned trace lines.
  *

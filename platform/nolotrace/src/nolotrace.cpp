@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 // Trace facility: formats a line, filters it by level and hands it to the sink.
 #include "nolotrace.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* Errors and warnings to standard error, the rest dropped. */
 #include "nolotrace.h"
 

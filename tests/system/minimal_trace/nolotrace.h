@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-2-Clause-Patent
 /* A trace library with only what a board's is known to offer: noloTrace,
  * noloTraceZ and the level numbers. */
 #pragma once
