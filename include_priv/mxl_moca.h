@@ -13,23 +13,7 @@
 
 #include <clnkapi.h>
 
-// ---- limits -----------------------------------------------------------------------------
-#define MOCA_MAX_NODES 16
-#define MOCA_MAX_FLOWS 16
-#define MOCA_MAX_BRIDGE_ENTRIES_PER_NODE 64
-#define MOCA_MAX_RLAPM_ENTRIES (MAX_RLAPM_PROFILES * MAX_RLAPM_FREQS * MAX_RX_LEVELS_PADDED)
-#define MOCA_MAX_SAPM_ENTRIES (MAX_SAPM_PROFILES * MAX_SAPM_FREQS)
-
-#define MOCA_RLAPM_GARPL_MAX_VALUE 65
-#define MOCA_RLAPM_PHY_MARGIN_MAX_VALUE 60
-#define MOCA_SAPM_ARPLTHLD_MAX_VALUE 65
-#define MOCA_SAPM_PHY_MARGIN_MAX_VALUE 60
-
-#define MAX_FLOWIDS_PER_LIST 32
-#define MAX_RETRIES_FOR_QOS_OPERATION 6
-
-#define MOCA_NAME_LEN 16     // 15 characters and the terminator
-#define MOCA_MAC_TEXT_LEN 18 // "aa:bb:cc:dd:ee:ff" and the terminator
+#include "mxl_moca_limits.h"
 
 // ---- cache validity, seconds --------------------------------------------------------------
 #define RLAPM_TABLE_DATA_VALIDITY_INTERVAL 10
